@@ -1,0 +1,11 @@
+#pragma once
+
+#include <functional>
+
+/// Runs `work` in a forked child and waits for it.
+/// \return its result as exit status; 128 + n where signal n ended it.
+int inChild(const std::function<int()>& work);
+
+/// The same as an ordinary user (uid and gid 65534), since root is refused nothing by permissions.
+/// Where the tests themselves run as an ordinary user, the child keeps that user.
+int asOrdinaryUser(const std::function<int()>& work);

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+/// Sends the Logger into a fresh file for its lifetime, every component at `level`.
+class LogCapture {
+public:
+    explicit LogCapture(int level = 7);
+    ~LogCapture();
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    /// The lines so far, without their time stamps.
+    QStringList lines() const;
+    /// The same with every "(123)" of a source line as "(#)", for lines whose number may move.
+    QStringList unnumbered() const;
+
+private:
+    QTemporaryDir m_folder;
+};
