@@ -1,0 +1,218 @@
+#include "lib/ustring/ustring.h"
+
+#include "lib/ustring/text_side.h"
+
+#include <istream>
+#include <ostream>
+#include <stdexcept>
+#include <utility>
+
+ustring::ustring() : ustring(Unallocated()) {
+    init();
+}
+
+ustring::ustring(const char* s) : ustring() {
+    assign(s);
+}
+
+ustring::ustring(const std::string& s) : ustring() {
+    assign(s, 0, npos);
+}
+
+ustring::ustring(char c) : ustring() {
+    assign(c, 1);
+}
+
+ustring::ustring(const ustring& other) : ustring() {
+    assign(other, 0, npos);
+}
+
+ustring::ustring(const uchar16_t* s) : ustring() {
+    assign(s);
+}
+
+// NOLINTNEXTLINE(performance-noexcept-move-constructor): the moved-from string needs buffers
+ustring::ustring(ustring&& other) : ustring() {
+    swap(other);
+}
+
+ustring::~ustring() {
+    free(data);
+    free(wdata);
+    data = nullptr;
+    wdata = nullptr;
+}
+
+void ustring::init() {
+    data = nullptr;
+    data_cap = 0;
+    wdata = nullptr;
+    wdata_cap = 0;
+    realloc_data(4);
+    realloc_wdata(4);
+    clear();
+}
+
+void ustring::swap(ustring& other) noexcept {
+    std::swap(data, other.data);
+    std::swap(data_len, other.data_len);
+    std::swap(data_cap, other.data_cap);
+    std::swap(wdata, other.wdata);
+    std::swap(wdata_len, other.wdata_len);
+    std::swap(wdata_cap, other.wdata_cap);
+}
+
+TextSide<char> ustring::utf8() {
+    return {data, data_len, data_cap};
+}
+
+void ustring::realloc_data(size_t need) {
+    utf8().resize(need);
+}
+
+void ustring::clear_data() {
+    utf8().terminate(0);
+}
+
+void ustring::clear() {
+    clear_data();
+    clear_wdata();
+}
+
+ustring& ustring::replace(char from, char to) {
+    std::replace(data, data + strnlen(data, data_len), from, to);
+    return *this;
+}
+
+ustring& ustring::append(const char* s, size_t n) {
+    clear_wdata();
+    TextSide<char> side = utf8();
+    side.append(s, side.taken_from(s, n));
+    return *this;
+}
+
+ustring& ustring::append(const char* s) {
+    return append(s, npos);
+}
+
+ustring& ustring::append(const std::string& s, size_t pos, size_t n) {
+    if (pos == 0 && n >= s.size()) {
+        return append(s.c_str(), s.size());
+    }
+    return append(s.substr(pos, n).c_str());
+}
+
+ustring& ustring::append(const ustring& s, size_t pos, size_t n) {
+    if (pos > s.data_len) {
+        throw std::out_of_range("substr");
+    }
+    // Not the general append: of the own text, too, a part ends with its first NUL.
+    clear_wdata();
+    const char* const part = s.data + pos;
+    utf8().append(part, strnlen(part, std::min(n, s.data_len)));
+    return *this;
+}
+
+ustring& ustring::append(char c, size_t n) {
+    clear_wdata();
+    utf8().append(c, n);
+    return *this;
+}
+
+ustring& ustring::assign(const char* s) {
+    if (s != data) {
+        clear();
+        append(s);
+    }
+    return *this;
+}
+
+ustring& ustring::assign(const char* s, size_t n) {
+    if (s != data) {
+        clear();
+        append(s, n);
+    } else if (n < data_len) {
+        keep(0, n);
+    }
+    return *this;
+}
+
+ustring& ustring::assign(const std::string& s, size_t pos, size_t n) {
+    clear();
+    return append(s, pos, n);
+}
+
+ustring& ustring::assign(const ustring& s, size_t pos, size_t n) {
+    if (&s == this) {
+        return assign(s.substr(pos, n), 0, npos);
+    }
+    clear();
+    return append(s, pos, n);
+}
+
+ustring& ustring::assign(char c, size_t n) {
+    clear();
+    return append(c, n);
+}
+
+ustring& ustring::operator=(ustring&& other) noexcept {
+    swap(other);
+    return *this;
+}
+
+ustring ustring::substr(size_t pos, size_t n) const {
+    ustring part;
+    part.append(*this, pos, n);
+    return part;
+}
+
+// The bytes from `first` up to `last` become the text.
+void ustring::keep(size_t first, size_t last) {
+    if (last - first < data_len) {
+        memmove(data, data + first, last - first);
+        utf8().terminate(last - first);
+        clear_wdata();
+    }
+}
+
+namespace {
+
+template <class Right>
+ustring joined(const ustring& left, const Right& right) {
+    ustring result(left);
+    result += right;
+    return result;
+}
+
+} // namespace
+
+ustring operator+(const ustring& left, const ustring& right) {
+    return joined(left, right);
+}
+
+ustring operator+(const ustring& left, const char* right) {
+    return joined(left, right);
+}
+
+ustring operator+(const ustring& left, char right) {
+    return joined(left, right);
+}
+
+ustring operator+(const ustring& left, const uchar16_t* right) {
+    return joined(left, right);
+}
+
+ustring operator+(const ustring& left, uchar16_t right) {
+    return joined(left, right);
+}
+
+std::ostream& operator<<(std::ostream& out, const ustring& s) {
+    return out << s.c_str(); // which sets the bad bit for a null text
+}
+
+std::istream& operator>>(std::istream& in, ustring& s) {
+    std::string word;
+    in >> word;
+    s.assign(word, 0, ustring::npos);
+    return in;
+}
