@@ -1,6 +1,7 @@
 #include "lib/log.h"
 
 #include "lib/config.h"
+#include "lib/errno_guard.h"
 
 #include <sys/stat.h>
 #include <syslog.h>
@@ -34,14 +35,6 @@ struct LoggerLock {
     ~LoggerLock() { Logger::Unlock(); }
     LoggerLock(const LoggerLock&) = delete;
     LoggerLock& operator=(const LoggerLock&) = delete;
-};
-
-struct ErrnoGuard {
-    const int saved = errno;
-    ErrnoGuard() = default;
-    ~ErrnoGuard() { errno = saved; }
-    ErrnoGuard(const ErrnoGuard&) = delete;
-    ErrnoGuard& operator=(const ErrnoGuard&) = delete;
 };
 
 // A value that does not start with a number leaves 0: that component logs L_EMERG alone.
