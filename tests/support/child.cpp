@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <memory>
 
 namespace {
 
@@ -32,4 +33,18 @@ int inChild(const std::function<int()>& work) {
 
 int asOrdinaryUser(const std::function<int()>& work) {
     return inChild([&work] { return dropPrivileges() ? work() : 99; });
+}
+
+std::string answerOfChild(const std::function<std::string()>& work) {
+    const std::unique_ptr<FILE, int (*)(FILE*)> file(tmpfile(), fclose);
+    const int result = inChild([&work, &file] {
+        const std::string answer = work();
+        return fwrite(answer.data(), 1, answer.size(), file.get()) == answer.size() ? 0 : 1;
+    });
+    std::string answer;
+    rewind(file.get());
+    for (int byte = getc(file.get()); result == 0 && byte != EOF; byte = getc(file.get())) {
+        answer += static_cast<char>(byte);
+    }
+    return answer;
 }
