@@ -9,8 +9,10 @@
 
 #include <QtTest>
 
+#include <algorithm>
 #include <cstring>
 #include <type_traits>
+#include <vector>
 
 namespace {
 
@@ -51,6 +53,18 @@ private slots:
     void installPathIsTheHomeFolder() {
         const TreeFixture tree;
         QCOMPARE(Service::GetUserInstallPath(), tree.home());
+    }
+
+    void fieldsKeepTheirOrder() {
+        const PlainService service;
+        const std::vector<const void*> fields = {&service.timeout, &service.per_user_install_path,
+                                                 &service.target_version, &service.source_version};
+        QVERIFY(std::is_sorted(fields.begin(), fields.end()));
+        const Service::VersionInfo& version = service.target_version;
+        const std::vector<const void*> texts = {&version.major_version, &version.minor_version,
+                                                &version.build_version,
+                                                &version.icon_overlay_version};
+        QVERIFY(std::is_sorted(texts.begin(), texts.end()));
     }
 
     // --- both records ---
