@@ -1,25 +1,11 @@
 #include "libui/DPIinfo.h"
-#include "tests/support/child.h"
+#include "tests/support/scale.h"
 
+#include <QGuiApplication>
 #include <QScreen>
 #include <QtTest>
 
-#include <functional>
-
 namespace {
-
-/// Runs `work` beside an application whose screen has `scale`. A process reads the scale once, so
-/// each gets a process of its own.
-QString atScale(double scale, const std::function<QString()>& work) {
-    return QString::fromStdString(answerOfChild([scale, &work] {
-        qputenv("QT_FONT_DPI", QByteArray::number(qRound(scale * 96)));
-        char name[] = "test";
-        char* arguments[] = {name, nullptr};
-        int count = 1;
-        const QGuiApplication application(count, arguments);
-        return work().toStdString();
-    }));
-}
 
 /// The sheet as scaled at `scale`, between bars, so that an empty sheet is an answer too.
 QString scaledAt(double scale, const QString& sheet) {
