@@ -4,16 +4,14 @@
 #include <QThread>
 #include <QtTest>
 
-#include <memory>
+#include <thread>
 
 namespace {
 
-/// Runs `work` on a thread of its own and ends that thread.
+/// Runs `work` on a thread of its own and waits for it.
 template <typename Work>
 void onOtherThread(Work work) {
-    const std::unique_ptr<QThread> thread(QThread::create(work));
-    thread->start();
-    QVERIFY(thread->wait(30000));
+    std::thread(work).join();
 }
 
 /// Notes what arrives, and on which thread.
