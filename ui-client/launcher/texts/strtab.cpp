@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 
 static_assert(0
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a summand
 #define TESSEL_TEXT(key, text) +1
 #include "ui-client/launcher/texts/strtab-list.inc"
 #undef TESSEL_TEXT
