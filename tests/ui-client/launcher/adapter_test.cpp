@@ -56,7 +56,7 @@ private slots:
     }
 
     void instanceBelongsToTheThreadThatAskedFirst() {
-        QCOMPARE(Notify_Adapter::GetInstance()->thread(), qApp->thread());
+        QCOMPARE(Notify_Adapter::GetInstance()->thread(), QCoreApplication::instance()->thread());
     }
 
     void metaMethodsKeepTheirIndices_data() {
