@@ -152,7 +152,7 @@ void showInitializing() {
         text.arg(StrTable::LoadStr(StrTable::app_name_tessel), 0, ' '));
 }
 
-/// Moves the entry below `target`, a hard link together with the earlier entry that it names.
+/// Moves the entry below `target`.
 /// \return false, and a line in the log, for an entry without a name.
 bool placeBelow(archive_entry* entry, const ustring& target) {
     const char* name = archive_entry_pathname(entry);
@@ -161,14 +161,21 @@ bool placeBelow(archive_entry* entry, const ustring& target) {
         WRITE_LOG(L_ERR, LOG_AT(213, "archive_entry_pathname failed"));
         return false;
     }
-    // Both are copied first: the entry frees the old text as it takes the new one.
+    // Copied first: the entry frees the old text as it takes the new one.
     const ustring path = target + "/" + name;
     archive_entry_set_pathname(entry, path.c_str());
-    if (const char* earlier = archive_entry_hardlink(entry)) {
-        const ustring link = target + "/" + earlier;
-        archive_entry_set_hardlink(entry, link.c_str());
-    }
     return true;
+}
+
+int extractEntry(archive* reader, archive_entry* entry, archive* writer) {
+    // A hard link names its other end by the path inside the archive, which does not move below the
+    // target: it would be looked up from the working folder, and could join a file of anybody's.
+    // Such an entry fails; the package builder packs copies instead.
+    if (const char* other = archive_entry_hardlink(entry)) {
+        archive_set_error(writer, EPERM, "hard link to '%s'", other);
+        return ARCHIVE_FAILED;
+    }
+    return archive_read_extract2(reader, entry, writer);
 }
 
 /// Unpacks all that is left to read. \return 0 at the end of the archive; -1 after a logged
@@ -189,7 +196,7 @@ int extractEntries(archive* reader, archive* writer, const ustring& target, int 
         if (!placeBelow(entry, target)) {
             return -1;
         }
-        if (archive_read_extract2(reader, entry, writer) != ARCHIVE_OK) {
+        if (extractEntry(reader, entry, writer) != ARCHIVE_OK) {
             // The writer's text, also where it was the reader that failed and the text is empty.
             WRITE_LOG(L_ERR, LOG_AT(220, "archive_read_extract2 failed: '%s'\n"),
                       lastError(writer));
