@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QByteArray>
+
 #include <functional>
 #include <string>
 
@@ -14,3 +16,11 @@ int asOrdinaryUser(const std::function<int()>& work);
 /// Runs `work` in a forked child and waits for it: for state that a process has only once.
 /// \return what it answered; empty where the child did not come to an end.
 std::string answerOfChild(const std::function<std::string()>& work);
+
+struct ChildRun {
+    int status;        // as inChild answers it
+    QByteArray output; // what it wrote to standard output
+    QByteArray errors; // and to standard error
+};
+/// inChild, with both standard streams kept.
+ChildRun observeChild(const std::function<int()>& work);
