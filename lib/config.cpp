@@ -1,7 +1,6 @@
 #include "lib/config.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -14,15 +13,14 @@ struct FileClose {
 };
 using FilePtr = std::unique_ptr<FILE, FileClose>;
 
-// A FIFO or a device in the place of the file would keep the reader waiting for ever, so the file
-// is opened without blocking and anything but a regular file counts as one that does not open.
-FilePtr open_regular(const char* path) {
+// A FIFO in the place of the file would keep the reader waiting for ever; opened without blocking
+// it reads as empty. Whatever else fopen(path, "r") opens opens here too: a folder reads as empty.
+FilePtr open_for_reading(const char* path) {
     const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
         return nullptr;
     }
-    struct stat info = {};
-    FILE* file = fstat(fd, &info) == 0 && S_ISREG(info.st_mode) ? fdopen(fd, "r") : nullptr;
+    FILE* const file = fdopen(fd, "r");
     if (file == nullptr) {
         close(fd);
     }
@@ -32,7 +30,7 @@ FilePtr open_regular(const char* path) {
 } // namespace
 
 int Config::read(const std::string& path) {
-    const FilePtr file = path.empty() ? nullptr : open_regular(path.c_str());
+    const FilePtr file = path.empty() ? nullptr : open_for_reading(path.c_str());
     if (!file) {
         return -1;
     }
@@ -92,29 +90,29 @@ int Config::parse(char* line, int /*length*/, std::string& key, std::string& val
     return 0;
 }
 
-char* Config::skip_spaces(char* cursor) const {
+char* Config::skip_spaces(char* cursor) {
     while (is_space(static_cast<unsigned char>(*cursor))) {
         ++cursor;
     }
     return cursor;
 }
 
-char* Config::skip_key(char* cursor) const {
+char* Config::skip_key(char* cursor) {
     while (is_key_char(static_cast<unsigned char>(*cursor))) {
         ++cursor;
     }
     return cursor;
 }
 
-bool Config::is_key_char(unsigned char byte) const {
+bool Config::is_key_char(unsigned char byte) {
     return (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') ||
            (byte >= 'a' && byte <= 'z') || byte == '-' || byte == '_' || byte == '.';
 }
 
-bool Config::is_value_char(unsigned char byte) const {
+bool Config::is_value_char(unsigned char byte) {
     return byte >= 32 && byte != 127;
 }
 
-bool Config::is_space(unsigned char byte) const {
+bool Config::is_space(unsigned char byte) {
     return (byte >= 9 && byte <= 13) || byte == ' ';
 }

@@ -12,8 +12,8 @@ public:
 
     /// Parses the file at `path` (UTF-8 bytes) into the map; keys that are already there stay
     /// unless the file sets them again.
-    /// \return 0 read; -1 an empty path, no readable regular file, or a malformed line, which
-    /// empties the whole map.
+    /// \return 0 read; -1 an empty path, a file that does not open, or a malformed line, which
+    /// empties the whole map. Never waits for a writer: a FIFO without data reads as an empty file.
     int read(const std::string& path);
 
     /// Parses one NUL-terminated line, which is cut in place.
@@ -31,13 +31,13 @@ public:
     const_iterator begin() const { return store.begin(); }
     const_iterator end() const { return store.end(); }
 
-    bool is_key_char(unsigned char byte) const;
-    bool is_value_char(unsigned char byte) const;
-    bool is_space(unsigned char byte) const;
+    static bool is_key_char(unsigned char byte);
+    static bool is_value_char(unsigned char byte);
+    static bool is_space(unsigned char byte);
 
 private:
-    char* skip_spaces(char* cursor) const;
-    char* skip_key(char* cursor) const;
+    static char* skip_spaces(char* cursor);
+    static char* skip_key(char* cursor);
 
     std::map<std::string, std::string> store;
     bool preserve = false;

@@ -262,8 +262,6 @@ private slots:
         QTest::addColumn<QString>("make");
         QTest::newRow("malformed") << "echo 'this is no pid' > ui.pid";
         QTest::newRow("malformed behind a pid") << "printf 'pid=1\\nthis is no pid\\n' > ui.pid";
-        QTest::newRow("folder") << "mkdir ui.pid";
-        QTest::newRow("FIFO that nobody writes to") << "mkfifo ui.pid";
         QTest::newRow("link that leads nowhere") << "ln -s nowhere ui.pid";
     }
     void pidFileThatCannotBeReadStopsNothing() {
@@ -274,6 +272,21 @@ private slots:
         QCOMPARE(m_log->unnumbered(),
                  QStringList{"[NOTE] linux/linux-service(#): Failed to read pid file '" +
                              pidFile() + "', not exist ?"});
+    }
+
+    void pidFileThatOpensButHoldsNothingStopsNothing_data() {
+        QTest::addColumn<QString>("make");
+        QTest::newRow("folder") << "mkdir ui.pid";
+        QTest::newRow("FIFO that nobody writes to") << "mkfifo ui.pid";
+    }
+    void pidFileThatOpensButHoldsNothingStopsNothing() {
+        QFETCH(QString, make);
+        QDir().mkpath(m_tree->home(".AldaneTessel"));
+        runCommand(make, m_tree->home(".AldaneTessel"));
+        LinuxService().StopService();
+        QCOMPARE(m_log->unnumbered(),
+                 QStringList{"[NOTE] linux/linux-service(#): pid file '" + pidFile() +
+                             "' names no process, nothing to terminate"});
     }
 
     void clientThatObeysEndsByTheFirstSignal() {
