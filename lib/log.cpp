@@ -201,8 +201,10 @@ int Logger::RotateIfFileBig(int bytesWritten) {
     if (log_type != FILE_LOGGER || bytesWritten < 0) {
         return 0;
     }
-    *log_size += bytesWritten;
-    if (*log_size <= max_file_bytes) {
+    // Summed in 64 bits: the count of a file just below 2 GiB must not overflow.
+    const int64_t bytes = int64_t{*log_size} + bytesWritten;
+    if (bytes <= max_file_bytes) {
+        *log_size = static_cast<int>(bytes);
         return 0;
     }
     const int result = Rotate();
@@ -246,12 +248,13 @@ void Logger::InitializeFileLock() {}
 void Logger::DestroyFileLock() {}
 
 void Logger::InitializeSharedData() {
-    if (log_size == nullptr) {
-        log_size = new (std::nothrow) int(0);
+    if (log_size != nullptr && log_rotated_count_shared != nullptr) {
+        return;
     }
-    if (log_rotated_count_shared == nullptr) {
-        log_rotated_count_shared = new (std::nothrow) uint64_t(0);
-    }
+    // One missing cell makes both anew.
+    DestroySharedData();
+    log_size = new (std::nothrow) int(0);
+    log_rotated_count_shared = new (std::nothrow) uint64_t(0);
 }
 
 void Logger::DestroySharedData() {

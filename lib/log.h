@@ -34,14 +34,15 @@
 /// worse go to standard error with their time.
 class Logger {
 public:
-    enum Type {
+    // The underlying types are fixed, so that any number a caller hands in is a valid value.
+    enum Type : int {
         ANDROID_LOGGER = 0, // standard error without time stamps, although a file is opened
         SYSLOG_LOGGER = 1,
         STDOUT_LOGGER = 2,
         STDERR_LOGGER = 3,
         FILE_LOGGER = 4
     };
-    enum Level {
+    enum Level : int {
         L_EMERG = 0,
         L_ALERT = 1,
         L_CRIT = 2,
@@ -80,7 +81,9 @@ public:
     static int GetCompLevel(const std::string& component);
 
     /// Moves the live file to generation 0 and opens a new one; the caller holds the lock.
-    /// \return 0; -1 the file could not be renamed or opened: every later message is dropped.
+    /// \return 0; -1 the file could not be renamed or opened: every later message is dropped; -1
+    /// also where a generation's name exceeds 1023 bytes: then nothing is touched and logging goes
+    /// on.
     static int Rotate();
     /// Adds to the file's byte count and rotates past 1 MiB. \return 0, or what Rotate answered.
     static int RotateIfFileBig(int bytesWritten);
