@@ -7,6 +7,16 @@
 
 #include <stdexcept>
 
+namespace {
+
+const QRegularExpression& stamp() {
+    static const QRegularExpression pattern("^\\S+ \\d\\d \\d\\d:\\d\\d:\\d\\d ",
+                                            QRegularExpression::MultilineOption);
+    return pattern;
+}
+
+} // namespace
+
 LogCapture::LogCapture(int level) {
     QByteArray levels;
     for (const char* component :
@@ -31,11 +41,14 @@ QStringList LogCapture::lines() const {
     if (lines.last().isEmpty()) {
         lines.removeLast();
     }
-    static const QRegularExpression stamp("^\\S+ [ \\d]\\d \\d\\d:\\d\\d:\\d\\d ");
-    return lines.replaceInStrings(stamp, QString());
+    return lines.replaceInStrings(stamp(), QString());
 }
 
 QStringList LogCapture::unnumbered() const {
     static const QRegularExpression number("^(\\[[A-Z]+\\] [^ (]+)\\(\\d+\\): ");
     return lines().replaceInStrings(number, "\\1(#): ");
+}
+
+QByteArray markStamps(const QByteArray& text) {
+    return QString::fromUtf8(text).replace(stamp(), "@ ").toUtf8();
 }

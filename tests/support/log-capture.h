@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -20,3 +21,7 @@ public:
 private:
     QTemporaryDir m_folder;
 };
+
+/// `text` of a log with every time stamp that starts a line as "@ ", so that a line without one and
+/// a stamp in the wrong place show.
+QByteArray markStamps(const QByteArray& text);
