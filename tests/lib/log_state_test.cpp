@@ -201,7 +201,7 @@ private slots:
                      openFile();
                      const std::string test =
                          "test ! -e /proc/self/fd/" + std::to_string(fileno(Logger::log_fp));
-                     return system(test.c_str());
+                     return system(test.c_str()) == 0 ? 0 : 1;
                  }),
                  0);
     }
