@@ -211,6 +211,12 @@ private slots:
         QCOMPARE(markStamps(readFile(path("log"))),
                  QByteArray("@ [ERROR] log_rotation_test(1): second\n"));
     }
+    void countOfZeroBytesIsTestedToo() {
+        makeSparse(path("log"), limit + 1);
+        QCOMPARE(open(50), 0);
+        QCOMPARE(Logger::RotateIfFileBig(0), 0);
+        QCOMPARE(QFileInfo(path("log_0")).size(), qint64(limit + 1));
+    }
     void negativeCountIsIgnored() {
         makeSparse(path("log"), limit + 1);
         QCOMPARE(open(50), 0);
