@@ -42,6 +42,10 @@ double DPIinfo::getDPI() const {
 }
 
 QString DPIinfo::getScaledStyleSheet(const QString& styleSheet) const {
+    // Most sheets hold no length; the expression is long, and compiling it shows in the start.
+    if (!styleSheet.contains("px", Qt::CaseInsensitive)) {
+        return styleSheet;
+    }
     const double scale = getDPI();
     QString scaled;
     int copied = 0; // the sheet up to here is in `scaled`
