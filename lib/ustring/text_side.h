@@ -53,15 +53,16 @@ public:
     /// Appends exactly `n` units, which may lie anywhere in the own buffer.
     void append(const Unit* s, size_t n) {
         const size_t need = size_with(n);
-        if (need > m_capacity) {
-            const bool own = owns(s);
-            const size_t offset = own ? offset_of(s) : 0;
+        const bool own = owns(s);
+        const size_t offset = own ? offset_of(s) : 0;
+        // A smaller buffer may not reach as far as an own source: that one is copied first.
+        if (!own || need > m_capacity) {
             resize(need);
-            s = own ? m_text + offset : s;
         }
-        memmove(m_text + m_length, s, n * sizeof(Unit));
+        // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): what lay in the old buffer is own
+        memmove(m_text + m_length, own ? m_text + offset : s, n * sizeof(Unit));
         terminate(m_length + n);
-        resize(need); // last: a smaller buffer may not reach as far as the source
+        resize(need);
     }
 
     void append(Unit unit, size_t n) {

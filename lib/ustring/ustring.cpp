@@ -11,27 +11,25 @@ ustring::ustring() : ustring(Unallocated()) {
     init();
 }
 
-ustring::ustring(const char* s) : ustring() {
-    assign(s);
+ustring::ustring(const char* s) : ustring(Unallocated()) {
+    init_with(s, strlen(s));
 }
 
-ustring::ustring(const std::string& s) : ustring() {
-    assign(s, 0, npos);
-}
+ustring::ustring(const std::string& s) : ustring(s.c_str()) {}
 
 ustring::ustring(char c) : ustring() {
     assign(c, 1);
 }
 
-ustring::ustring(const ustring& other) : ustring() {
-    assign(other, 0, npos);
+ustring::ustring(const ustring& other) : ustring(Unallocated()) {
+    init_with(other.data, strnlen(other.data, other.data_len));
 }
 
 ustring::ustring(const uchar16_t* s) : ustring() {
     assign(s);
 }
 
-// NOLINTNEXTLINE(performance-noexcept-move-constructor): the moved-from string needs buffers
+// NOLINTNEXTLINE(performance-noexcept-move-constructor): `other` needs buffers of its own
 ustring::ustring(ustring&& other) : ustring() {
     swap(other);
 }
@@ -43,14 +41,21 @@ ustring::~ustring() {
     wdata = nullptr;
 }
 
-void ustring::init() {
+// Both buffers start with room for four.
+void ustring::init(size_t room) {
     data = nullptr;
     data_cap = 0;
     wdata = nullptr;
     wdata_cap = 0;
-    realloc_data(4);
+    realloc_data(std::max<size_t>(room, 4));
     realloc_wdata(4);
     clear();
+}
+
+// A longer text gets its room at once: growing into it would cost half as much again.
+void ustring::init_with(const char* s, size_t n) {
+    init(n + 1);
+    utf8().append(s, n);
 }
 
 void ustring::swap(ustring& other) noexcept {
@@ -103,13 +108,10 @@ ustring& ustring::append(const std::string& s, size_t pos, size_t n) {
 }
 
 ustring& ustring::append(const ustring& s, size_t pos, size_t n) {
-    if (pos > s.data_len) {
-        throw std::out_of_range("substr");
-    }
     // Not the general append: of the own text, too, a part ends with its first NUL.
+    const char* const part = s.tail(pos);
     clear_wdata();
-    const char* const part = s.data + pos;
-    utf8().append(part, strnlen(part, std::min(n, s.data_len)));
+    utf8().append(part, strnlen(part, std::min(n, s.data_len - pos)));
     return *this;
 }
 
@@ -161,9 +163,17 @@ ustring& ustring::operator=(ustring&& other) noexcept {
 }
 
 ustring ustring::substr(size_t pos, size_t n) const {
-    ustring part;
-    part.append(*this, pos, n);
+    const char* const begin = tail(pos);
+    ustring part{Unallocated()};
+    part.init_with(begin, strnlen(begin, std::min(n, data_len - pos)));
     return part;
+}
+
+const char* ustring::tail(size_t pos) const {
+    if (pos > data_len) {
+        throw std::out_of_range("substr");
+    }
+    return data + pos;
 }
 
 // The bytes from `first` up to `last` become the text.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <iosfwd>
 #include <string>
 
@@ -37,6 +38,7 @@ public:
     ustring(const ustring& other);
     ustring(const uchar16_t* s);
     /// Leaves `other` empty, with buffers of its own: a moved-from string is as good as a new one.
+    // NOLINTNEXTLINE(performance-noexcept-move-constructor): `other` needs buffers of its own
     ustring(ustring&& other);
     ~ustring();
 
@@ -82,6 +84,7 @@ public:
     ustring& assign(char c, size_t n = 1);
     ustring& operator=(const char* s) { return assign(s); }
     ustring& operator=(const std::string& s) { return assign(s, 0, npos); }
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment,cert-oop54-cpp): assign sees to it
     ustring& operator=(const ustring& s) { return assign(s, 0, npos); }
     ustring& operator=(char c) { return assign(c, 1); }
     /// Leaves this string's former text in `other`.
@@ -120,15 +123,13 @@ public:
     size_t find_last_not_of(const char* set, size_t pos = npos) const;
 
     /// The same with another type of argument; a NUL for `c` is an empty text or set.
-    size_t find(char c, size_t pos = 0) const { return find(Single(c).text, pos); }
+    size_t find(char c, size_t pos = 0) const;
     size_t find(const ustring& s, size_t pos = 0) const { return find(s.data, pos); }
     size_t find(const std::string& s, size_t pos = 0) const { return find(s.c_str(), pos); }
-    size_t rfind(char c, size_t pos = npos) const { return rfind(Single(c).text, pos); }
+    size_t rfind(char c, size_t pos = npos) const;
     size_t rfind(const ustring& s, size_t pos = npos) const { return rfind(s.data, pos); }
     size_t rfind(const std::string& s, size_t pos = npos) const { return rfind(s.c_str(), pos); }
-    size_t find_first_of(char c, size_t pos = 0) const {
-        return find_first_of(Single(c).text, pos);
-    }
+    size_t find_first_of(char c, size_t pos = 0) const { return c == '\0' ? npos : find(c, pos); }
     size_t find_first_of(const ustring& set, size_t pos = 0) const {
         return find_first_of(set.data, pos);
     }
@@ -145,7 +146,7 @@ public:
         return find_first_not_of(set.c_str(), pos);
     }
     size_t find_last_of(char c, size_t pos = npos) const {
-        return find_last_of(Single(c).text, pos);
+        return c == '\0' ? npos : rfind(c, pos);
     }
     size_t find_last_of(const ustring& set, size_t pos = npos) const {
         return find_last_of(set.data, pos);
@@ -195,7 +196,8 @@ private:
 
     // Makes an object that the destructor can release, should init() run out of memory.
     explicit ustring(Unallocated) noexcept {}
-    void init();
+    void init(size_t room = 4);
+    void init_with(const char* s, size_t n);
     TextSide<char> utf8();
     TextSide<uchar16_t> utf16() const;
     void clear_data();
@@ -204,7 +206,8 @@ private:
     void realloc_wdata(size_t need) const;
     int convert_from_data() const;
     int convert_from_wdata();
-    const uchar16_t* build_wdata(const uchar16_t* s) const;
+    bool build_wdata() const;
+    const char* tail(size_t pos) const;
     void keep(size_t first, size_t last);
 
     char* data = nullptr; // owned; NUL-terminated at data_len
@@ -219,14 +222,15 @@ inline void swap(ustring& a, ustring& b) noexcept {
     a.swap(b);
 }
 
+// The signs of compare(a, b, false), which the C library answers without looking for the place.
 inline bool operator<(const ustring& a, const ustring& b) {
-    return ustring::compare(a, b, false) < 0;
+    return strcmp(a.c_str(), b.c_str()) < 0;
 }
 inline bool operator>(const ustring& a, const ustring& b) {
-    return ustring::compare(a, b, false) > 0;
+    return strcmp(a.c_str(), b.c_str()) > 0;
 }
 inline bool operator==(const ustring& a, const ustring& b) {
-    return ustring::compare(a, b, false) == 0;
+    return strcmp(a.c_str(), b.c_str()) == 0;
 }
 inline bool operator!=(const ustring& a, const ustring& b) {
     return !(a == b);

@@ -7,37 +7,40 @@
 
 namespace {
 
-// The number of bytes, up to `n`, that `a` and `b` have in common from their start. The libraries'
-// own comparisons tell which is less, not where they differ.
-size_t common_bytes(const char* a, const char* b, size_t n) {
-    constexpr size_t block = 256;
-    size_t at = 0;
-    while (n - at >= block && memcmp(a + at, b + at, block) == 0) {
-        at += block;
-    }
-    uint64_t left = 0;
-    uint64_t right = 0;
-    while (n - at >= sizeof left) {
-        memcpy(&left, a + at, sizeof left);
-        memcpy(&right, b + at, sizeof right);
-        if (left != right) {
-            break;
-        }
-        at += sizeof left;
-    }
-    while (at < n && a[at] == b[at]) {
-        ++at;
-    }
-    return at;
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the lowest byte of a word is its first");
+
+uint64_t word_at(const char* text) {
+    uint64_t word = 0;
+    memcpy(&word, text, sizeof word);
+    return word;
 }
 
-// Compares `n` bytes, the terminating NULs among them; nothing behind a NUL of both counts.
+int minus(const char* a, const char* b) {
+    return static_cast<unsigned char>(*a) - static_cast<unsigned char>(*b);
+}
+
+// The difference of the first bytes that differ, as some of the first `n` do. The C library
+// promises no more than the sign of it.
 int difference(const char* a, const char* b, size_t n) {
-    const size_t at = common_bytes(a, b, n);
-    if (at == n || memchr(a, '\0', at) != nullptr) {
-        return 0;
+    constexpr size_t block = 256;
+    for (; n >= block && memcmp(a, b, block) == 0; n -= block) {
+        a += block;
+        b += block;
     }
-    return static_cast<unsigned char>(a[at]) - static_cast<unsigned char>(b[at]);
+    for (; n >= sizeof(uint64_t); n -= sizeof(uint64_t)) {
+        const uint64_t differing = word_at(a) ^ word_at(b);
+        if (differing != 0) {
+            const int first = __builtin_ctzll(differing) / 8;
+            return minus(a + first, b + first);
+        }
+        a += sizeof differing;
+        b += sizeof differing;
+    }
+    while (*a == *b) {
+        ++a;
+        ++b;
+    }
+    return minus(a, b);
 }
 
 constexpr std::array<unsigned char, 256> make_lower_table() {
@@ -64,12 +67,16 @@ int difference_ignoring_case(const char* a, const char* b) {
 } // namespace
 
 int ustring::compare(const ustring& other, size_t n) const {
-    return difference(data, other.data, std::min({n, data_len + 1, other.data_len + 1}));
+    const size_t shorter = std::min(data_len, other.data_len);
+    return strncmp(data, other.data, n) == 0
+               ? 0
+               : difference(data, other.data, std::min(n, shorter + 1));
 }
 
 int ustring::compare(const ustring& a, const ustring& b, bool ignoreCase) {
     if (ignoreCase) {
         return difference_ignoring_case(a.data, b.data);
     }
-    return difference(a.data, b.data, std::min(a.data_len, b.data_len) + 1);
+    const size_t shorter = std::min(a.data_len, b.data_len);
+    return strcmp(a.data, b.data) == 0 ? 0 : difference(a.data, b.data, shorter + 1);
 }

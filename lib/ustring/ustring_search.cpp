@@ -31,6 +31,14 @@ size_t ustring::find_last_not_of(const char* set, size_t pos) const {
     return std::string_view(data, data_len).find_last_not_of(set, pos);
 }
 
+size_t ustring::find(char c, size_t pos) const {
+    return c == '\0' ? find("", pos) : std::string_view(data, data_len).find(c, pos);
+}
+
+size_t ustring::rfind(char c, size_t pos) const {
+    return c == '\0' ? rfind("", pos) : std::string_view(data, data_len).rfind(c, pos);
+}
+
 namespace {
 
 // A copy of the set: the caller's may lie in the text that is being trimmed.

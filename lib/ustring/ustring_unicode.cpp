@@ -4,8 +4,11 @@
 #include <unicode/unorm2.h>
 #include <unicode/ustring.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <iostream>
+#include <new>
+#include <type_traits>
 
 static_assert(std::is_same_v<uchar16_t, UChar>, "texts go to ICU without a cast");
 
@@ -86,21 +89,23 @@ const uchar16_t* ustring::c_str_utf16() const {
 }
 
 // Builds the UTF-16 side where it is not yet; text that is not valid UTF-8 leaves it empty, and the
-// change goes on from there. \return `s`, moved along where the buffer that it lies in moves.
-const uchar16_t* ustring::build_wdata(const uchar16_t* s) const {
-    if (wdata_len > 0 || data_len == 0) {
-        return s;
+// change goes on from there. \return whether it had to be built.
+bool ustring::build_wdata() const {
+    const bool missing = wdata_len == 0 && data_len > 0;
+    if (missing) {
+        convert_from_data();
     }
-    const bool own = utf16().owns(s);
-    const size_t offset = own ? utf16().offset_of(s) : 0;
-    convert_from_data();
-    return own ? wdata + std::min(offset, wdata_len) : s;
+    return missing;
 }
 
 ustring& ustring::append(const uchar16_t* s, size_t n) {
-    const uchar16_t* const source = build_wdata(s);
     TextSide<uchar16_t> side = utf16();
-    side.append(source, side.taken_from(source, n));
+    const bool own = side.owns(s);
+    const size_t offset = own ? side.offset_of(s) : 0;
+    if (build_wdata() && own) {
+        s = wdata + std::min(offset, wdata_len); // the buffer may have moved, or become smaller
+    }
+    side.append(s, side.taken_from(s, n));
     convert_from_wdata();
     return *this;
 }
@@ -110,7 +115,7 @@ ustring& ustring::append(const uchar16_t* s) {
 }
 
 ustring& ustring::append(uchar16_t c, size_t n) {
-    build_wdata(wdata);
+    build_wdata();
     utf16().append(c, n);
     convert_from_wdata();
     return *this;
@@ -129,7 +134,7 @@ ustring& ustring::assign(const uchar16_t* s, size_t n) {
         clear();
         return append(s, n);
     }
-    build_wdata(wdata);
+    build_wdata();
     if (n < wdata_len) {
         utf16().terminate(n);
         convert_from_wdata();
