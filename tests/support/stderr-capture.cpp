@@ -6,7 +6,6 @@
 
 #include <unistd.h>
 
-#include <cstdio>
 #include <stdexcept>
 
 StderrCapture::StderrCapture() : m_saved(dup(STDERR_FILENO)) {
@@ -16,13 +15,11 @@ StderrCapture::StderrCapture() : m_saved(dup(STDERR_FILENO)) {
 }
 
 StderrCapture::~StderrCapture() {
-    fflush(stderr);
     dup2(m_saved, STDERR_FILENO);
     close(m_saved);
 }
 
 QByteArray StderrCapture::text() const {
-    fflush(stderr);
     return readFile(m_file.fileName());
 }
 
