@@ -1,6 +1,7 @@
 #include "lib/config.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -13,14 +14,16 @@ struct FileClose {
 };
 using FilePtr = std::unique_ptr<FILE, FileClose>;
 
-// A FIFO in the place of the file would keep the reader waiting for ever; opened without blocking
-// it reads as empty. Whatever else fopen(path, "r") opens opens here too: a folder reads as empty.
+// A FIFO or a device in the place of the file could keep the reader waiting for ever: neither
+// opens. A folder does, as with fopen(path, "r"), and reads as empty.
 FilePtr open_for_reading(const char* path) {
     const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
         return nullptr;
     }
-    FILE* const file = fdopen(fd, "r");
+    struct stat info = {};
+    const bool finite = fstat(fd, &info) == 0 && (S_ISREG(info.st_mode) || S_ISDIR(info.st_mode));
+    FILE* const file = finite ? fdopen(fd, "r") : nullptr;
     if (file == nullptr) {
         close(fd);
     }

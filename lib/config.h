@@ -12,8 +12,8 @@ public:
 
     /// Parses the file at `path` (UTF-8 bytes) into the map; keys that are already there stay
     /// unless the file sets them again.
-    /// \return 0 read; -1 an empty path, a file that does not open, or a malformed line, which
-    /// empties the whole map. Never waits for a writer: a FIFO without data reads as an empty file.
+    /// \return 0 read; -1 an empty path, a file that does not open (nor does a FIFO or a device,
+    /// which could be without an end), or a malformed line, which empties the whole map.
     int read(const std::string& path);
 
     /// Parses one NUL-terminated line, which is cut in place.
