@@ -6,7 +6,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 build_packages=(
     g++ cmake ninja-build
-    qtbase5-dev qttools5-dev qttools5-dev-tools qtwayland5
+    qtbase5-dev qttools5-dev-tools qtwayland5
     libicu-dev libarchive-dev
 )
 # A display, someone who presses keys on it, and other people's archive tools and locales.
@@ -16,7 +16,8 @@ test_packages=(
     locales procps
 )
 
-say() { printf '%s\n' "$*"; }
+# say LINE...
+say() { printf '%s\n' "$@"; }
 
 die() {
     printf '%s: %s\n' "${0##*/}" "$*" >&2
@@ -54,14 +55,42 @@ need_packages() {
 
 # configure PRESET: a build folder that is already there keeps its settings.
 configure() {
-    local launcher=()
+    local cache=()
     if command -v ccache >/dev/null; then
-        launcher=(-D CMAKE_CXX_COMPILER_LAUNCHER=ccache)
+        cache=(-D CMAKE_CXX_COMPILER_LAUNCHER=ccache)
     fi
-    (cd "$root" && cmake --preset "$1" "${launcher[@]}")
+    (cd "$root" && cmake --preset "$1" "${cache[@]}")
 }
 
 # build PRESET [cmake --build arguments]
 build() {
     (cd "$root" && cmake --build --preset "$@")
+}
+
+# display_answers: whether windows can be shown where the caller's environment says.
+display_answers() {
+    [ -n "${WAYLAND_DISPLAY:-}" ] && [ -S "${XDG_RUNTIME_DIR:-}/$WAYLAND_DISPLAY" ] && return 0
+    [ -n "${DISPLAY:-}" ] || return 1
+    # The socket of a local display; a remote one (host:0) is taken on trust.
+    case $DISPLAY in
+    :*)
+        local number=${DISPLAY#:}
+        [ -S "/tmp/.X11-unix/X${number%%.*}" ]
+        ;;
+    esac
+}
+
+# start_virtual_display FOLDER: sets DISPLAY to a new screen that nobody sees, on a free number, and
+# virtual_display to the processes that the caller has to end.
+start_virtual_display() {
+    local pipe=$1/display number
+    rm -f "$pipe"
+    mkfifo "$pipe"
+    # Without -noreset it starts afresh when its last client leaves, and drops who is just coming.
+    Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp -noreset 3<>"$pipe" >/dev/null 2>&1 &
+    virtual_display=$!
+    read -r -t 30 number <>"$pipe" || die "no virtual display: Xvfb does not start"
+    rm -f "$pipe"
+    unset WAYLAND_DISPLAY
+    export DISPLAY=:$number XDG_SESSION_TYPE=x11
 }
