@@ -25,6 +25,17 @@ int read_entry(DIR* folder, struct dirent& storage, struct dirent*& found) {
 #pragma GCC diagnostic pop
 }
 
+bool read_info(const ustring& path, uint32_t& mtime, uint64_t& size) {
+    FILE_INFO info;
+    if (FSStat(path, info, false) != 0) {
+        WRITE_LOG(L_ERR, LOG_HERE("FSOpenDir: Failed to get info for '%s'\n"), path.c_str());
+        return false;
+    }
+    mtime = info.mtime;
+    size = info.size;
+    return true;
+}
+
 } // namespace
 
 int FSOpenDir(const ustring& path, int flag, DIR_HANDLE& h) {
@@ -55,18 +66,15 @@ int FSReadDir(DIR_HANDLE& h, DIR_ENTRY& e) {
     if (found == nullptr) {
         return 0;
     }
-    FILE_INFO info;
-    if ((h.flag & 1) != 0) {
-        const ustring path = h.path + "/" + found->d_name;
-        if (FSStat(path, info, false) != 0) {
-            WRITE_LOG(L_ERR, LOG_HERE("FSOpenDir: Failed to get info for '%s'\n"), path.c_str());
-            return -1;
-        }
+    uint32_t mtime = 0;
+    uint64_t size = 0;
+    if ((h.flag & 1) != 0 && !read_info(h.path + "/" + found->d_name, mtime, size)) {
+        return -1;
     }
     e.name = found->d_name;
     e.type = file_type(DTTOIF(found->d_type));
-    e.mtime = info.mtime;
-    e.size = info.size;
+    e.mtime = mtime;
+    e.size = size;
     return 1;
 }
 

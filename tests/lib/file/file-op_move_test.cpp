@@ -1,4 +1,4 @@
-// Linked with readdir_r wrapped: the test says when a folder cannot be read to its end.
+// Linked with readdir_r wrapped: the test says what a folder tells of itself.
 #include "lib/file/file-op.h"
 #include "tests/support/child.h"
 #include "tests/support/files.h"
@@ -20,12 +20,26 @@
 #include <thread>
 #include <vector>
 
-static thread_local bool end_is_an_error = false;
+/// What befalls the entries that a folder tells.
+enum class Reading { usual, end_is_an_error, types_are_unknown, entries_vanish };
+static thread_local Reading reading = Reading::usual;
 
 extern "C" int __real_readdir_r(DIR* folder, struct dirent* storage, struct dirent** found);
 extern "C" int __wrap_readdir_r(DIR* folder, struct dirent* storage, struct dirent** found) {
     const int error = __real_readdir_r(folder, storage, found);
-    return error == 0 && *found == nullptr && end_is_an_error ? EIO : error;
+    if (error != 0) {
+        return error;
+    }
+    if (*found == nullptr) {
+        return reading == Reading::end_is_an_error ? EIO : 0;
+    }
+    if (reading == Reading::types_are_unknown) {
+        (*found)->d_type = DT_UNKNOWN;
+    }
+    if (reading == Reading::entries_vanish) {
+        unlinkat(dirfd(folder), (*found)->d_name, 0);
+    }
+    return 0;
 }
 
 namespace {
@@ -351,9 +365,9 @@ private slots:
             QSKIP("one file system only");
         }
         writeFile(at("src/below"), "below");
-        end_is_an_error = true;
+        reading = Reading::end_is_an_error;
         const int result = rename(at("src"), m_other->path("dst"));
-        end_is_an_error = false;
+        reading = Reading::usual;
         QCOMPARE(result, 0);
         QCOMPARE(listTree(m_folder->path()), QStringList());
         QCOMPARE(listTree(m_other->path()), (QStringList{"dst/", "dst/below"}));
@@ -487,14 +501,54 @@ private slots:
 
     void readErrorEndsARemovalLikeTheEndOfTheFolder() {
         writeFile(at("tree/file"), "");
-        end_is_an_error = true;
+        reading = Reading::end_is_an_error;
         const int result = remove(at("tree"));
-        end_is_an_error = false;
+        reading = Reading::usual;
         QCOMPARE(result, 0);
         QCOMPARE(listTree(m_folder->path()), QStringList());
         QCOMPARE(m_log->unnumbered(),
                  QStringList("[ERROR] file-op(#): FSOpenDir: Failed to read directory '" +
                              at("tree") + "'. Input/output error"));
+    }
+
+    void folderThatTellsNoTypesIsRemovedAllTheSame() {
+        writeFile(at("kept/file"), "content");
+        writeFile(at("tree/a/b/file"), "");
+        makeFolder(at("tree/empty"));
+        makeLink(at("kept"), at("tree/a/link"));
+        reading = Reading::types_are_unknown;
+        const int result = remove(at("tree"));
+        reading = Reading::usual;
+        QCOMPARE(result, 0);
+        QCOMPARE(listTree(m_folder->path()), (QStringList{"kept/", "kept/file"}));
+    }
+
+    void folderThatTellsNoTypesMovesAllTheSame() {
+        if (!m_other->exists()) {
+            QSKIP("one file system only");
+        }
+        writeFile(at("src/a/b/file"), "content");
+        reading = Reading::types_are_unknown;
+        const int result = rename(at("src"), m_other->path("dst"));
+        reading = Reading::usual;
+        QCOMPARE(result, 0);
+        QCOMPARE(listTree(m_folder->path()), QStringList());
+        QCOMPARE(readFile(m_other->path("dst/a/b/file")), QByteArray("content"));
+    }
+
+    void entryThatVanishesIsRemovedToo_data() {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("file") << "tree/file";
+        QTest::newRow("folder") << "tree/folder/file";
+    }
+    void entryThatVanishesIsRemovedToo() {
+        QFETCH(QString, name);
+        writeFile(at(name), "");
+        reading = Reading::entries_vanish;
+        const int result = remove(at("tree"));
+        reading = Reading::usual;
+        QCOMPARE(result, 0);
+        QCOMPARE(listTree(m_folder->path()), QStringList());
     }
 
     void threadsWorkSideBySide() {
