@@ -18,10 +18,10 @@ private:
 } // namespace
 
 int Logger::Rotate() {
-    const Generation newest(log_path, 0);
-    // A name that was cut short may be somebody else's file: nothing is moved or removed then, and
-    // the live file goes on growing.
-    if (!newest.fits() || !Generation(log_path, rotate_cnt - 1).fits()) {
+    // No generation has a longer name. One that was cut short may be somebody else's file: nothing
+    // is moved or removed then, and the live file goes on growing.
+    const Generation oldest(log_path, rotate_cnt - 1);
+    if (!oldest.fits()) {
         return -1;
     }
     for (int i = rotate_cnt - 2; i >= 0; --i) {
@@ -29,10 +29,10 @@ int Logger::Rotate() {
     }
     // Removes what the loop has just moved here, so rotate_cnt also counts the live file: 50 keeps
     // 49 old ones.
-    remove(Generation(log_path, rotate_cnt - 1).c_str());
+    remove(oldest.c_str());
     fclose(log_fp);
     log_fp = nullptr;
-    if (rename(log_path.c_str(), newest.c_str()) != 0) {
+    if (rename(log_path.c_str(), Generation(log_path, 0).c_str()) != 0) {
         return -1;
     }
     log_fp = fopen(log_path.c_str(), "ae");
