@@ -26,21 +26,21 @@ QByteArray runCommand(const QString& script, const QString& folder) {
 
 StdoutCapture::StdoutCapture()
     : m_saved(dup(STDOUT_FILENO)), m_file(open("/tmp", O_TMPFILE | O_RDWR, 0600)) {
-    fflush(stdout);
+    (void)fflush(stdout);
     if (m_saved < 0 || m_file < 0 || dup2(m_file, STDOUT_FILENO) < 0) {
         throw std::runtime_error("cannot redirect standard output");
     }
 }
 
 StdoutCapture::~StdoutCapture() {
-    fflush(stdout);
+    (void)fflush(stdout);
     dup2(m_saved, STDOUT_FILENO);
     close(m_saved);
     close(m_file);
 }
 
 QByteArray StdoutCapture::text() const {
-    fflush(stdout);
+    (void)fflush(stdout);
     struct stat info = {};
     fstat(m_file, &info);
     QByteArray bytes(static_cast<int>(info.st_size), '\0');

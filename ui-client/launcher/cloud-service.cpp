@@ -73,7 +73,7 @@ void Service::LoadTargetVersion() {
 }
 
 ustring GetAppBackupDir(const ustring& path, int n) {
-    const ustring base = path + "_tmp";
+    ustring base = path + "_tmp";
     if (n == 0) {
         return base;
     }

@@ -33,6 +33,7 @@ struct Calls {
     int extract = 0;
     int filterAll = 0;
     int compressionAll = 0;
+    int skip = 0;
     int readerFree = 0;
     int writerFree = 0;
     int readerClose = 0;
@@ -80,6 +81,12 @@ int __real_archive_read_support_compression_all(archive* reader);
 int __wrap_archive_read_support_compression_all(archive* reader) {
     ++calls.compressionAll;
     return __real_archive_read_support_compression_all(reader);
+}
+
+int __real_archive_read_data_skip(archive* reader);
+int __wrap_archive_read_data_skip(archive* reader) {
+    ++calls.skip;
+    return __real_archive_read_data_skip(reader);
 }
 
 const char* __real_archive_entry_pathname(archive_entry* entry);
@@ -151,6 +158,7 @@ private slots:
         QCOMPARE(calls.filterAll, 1);      // to count
         QCOMPARE(calls.compressionAll, 1); // to unpack
         QCOMPARE(calls.blockSizes, (QList<size_t>{10240, 10240}));
+        QCOMPARE(calls.skip, 2); // to count
         QCOMPARE(calls.readerClose, 0);
         QCOMPARE(calls.finish, 2);
     }
@@ -159,6 +167,7 @@ private slots:
         const StdoutCapture output;
         QCOMPARE(extractor().List(), 0);
         QCOMPARE(output.text(), QByteArray("a\nb\n"));
+        QCOMPARE(calls.skip, 2);
         QCOMPARE(calls.readerClose, 1);
         QCOMPARE(calls.filterAll, 1);
         QCOMPARE(calls.blockSizes, QList<size_t>{10240});

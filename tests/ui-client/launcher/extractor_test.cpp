@@ -216,7 +216,7 @@ private slots:
         shop.run("touch a b c d; tar -cf p.tar a b c d");
         QSignalSpy progress(Notify_Adapter::GetInstance(), &Notify_Adapter::sigUpdateProgress);
         QCOMPARE(shop.extract("p.tar"), 0);
-        const QList<QList<QVariant>> steps = progress;
+        const QList<QList<QVariant>>& steps = progress;
         QCOMPARE(steps, (QList<QList<QVariant>>{{4, 1}, {4, 2}, {4, 3}, {4, 4}}));
     }
 
@@ -235,7 +235,7 @@ private slots:
         shop.run("mkdir in; touch in/a evil in/c; cd in; tar -cPf ../p.tar a ../evil c");
         QSignalSpy progress(Notify_Adapter::GetInstance(), &Notify_Adapter::sigUpdateProgress);
         QCOMPARE(shop.extract("p.tar"), -1);
-        const QList<QList<QVariant>> steps = progress;
+        const QList<QList<QVariant>>& steps = progress;
         QCOMPARE(steps, (QList<QList<QVariant>>{{3, 1}}));
     }
 
