@@ -1,4 +1,4 @@
-#include "lib/errno_guard.h"
+#include "lib/file/dir_guard.h"
 #include "lib/file/file-op.h"
 
 #include <cerrno>
@@ -6,18 +6,6 @@
 #include <cstring>
 
 namespace {
-
-/// Closes an open folder with its scope, and leaves errno alone.
-struct DirGuard {
-    DIR_HANDLE& folder;
-    explicit DirGuard(DIR_HANDLE& open_folder) : folder(open_folder) {}
-    ~DirGuard() {
-        const ErrnoGuard keep_errno;
-        FSCloseDir(folder);
-    }
-    DirGuard(const DirGuard&) = delete;
-    DirGuard& operator=(const DirGuard&) = delete;
-};
 
 bool is_dot_or_dot_dot(const ustring& name) {
     return strcmp(name.c_str(), ".") == 0 || strcmp(name.c_str(), "..") == 0;

@@ -1,5 +1,6 @@
 #include "ui-client/launcher/cloud-service.h"
 
+#include "lib/file/dir_guard.h"
 #include "lib/file/file-op.h"
 #include "lib/log.h"
 #include "ui-client/launcher/extractor.h"
@@ -152,14 +153,6 @@ int Service::PrepareUserEnv() {
 }
 
 namespace {
-
-struct DirGuard {
-    DIR_HANDLE& folder;
-    explicit DirGuard(DIR_HANDLE& opened) : folder(opened) {}
-    ~DirGuard() { FSCloseDir(folder); }
-    DirGuard(const DirGuard&) = delete;
-    DirGuard& operator=(const DirGuard&) = delete;
-};
 
 /// Some file systems do not tell the type of a folder's entries; then the entry itself is asked.
 bool isFolder(const DIR_ENTRY& entry, const ustring& path) {
