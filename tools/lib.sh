@@ -11,7 +11,7 @@ build_packages=(
 )
 # A display, someone who presses keys on it, and other people's archive tools and locales.
 test_packages=(
-    xvfb xdotool imagemagick openbox
+    xvfb libx11-dev xdotool imagemagick openbox
     libarchive-tools zip zstd lz4 xz-utils cpio p7zip-full
     locales procps
 )
