@@ -2,6 +2,7 @@
 
 #include "tests/support/command.h"
 #include "tests/support/files.h"
+#include "tests/support/log-capture.h"
 
 #include <QDir>
 #include <QFile>
@@ -22,6 +23,9 @@ void writeClient(const QString& folder, int build, const QByteArray& script) {
 
 } // namespace
 
+const QByteArray noteCall = R"(build=$(sed -n 's/^build_version=//p' "${0%/*}/../INFO")
+echo "$1 $build" >>"$HOME/calls")";
+
 InstalledTree::InstalledTree() {
     const QString installed = TESSEL_INSTALLED;
     QDir(m_root.path()).mkdir("bin");
@@ -40,7 +44,8 @@ QString InstalledTree::root(const QString& relative) const {
 }
 
 QString InstalledTree::app(const QString& relative) const {
-    return home(".AldaneTessel/AldaneTessel.app/" + relative);
+    const QString app = home(".AldaneTessel/AldaneTessel.app");
+    return relative.isEmpty() ? app : app + '/' + relative;
 }
 
 void InstalledTree::pack(int build, const QByteArray& script) const {
@@ -59,12 +64,26 @@ void InstalledTree::logEverything() const {
               "launcher_debug=7\nservice_debug=7\nextractor_debug=7\nfile_op_debug=7\n");
 }
 
+QStringList InstalledTree::log() const {
+    if (!QFile::exists(logFile())) {
+        return {};
+    }
+    static const QRegularExpression number(
+        "^(\\[[A-Z]+\\] (?:cloud-service|linux/linux-service|file-op))\\(\\d+\\): ");
+    return logLines(logFile())
+        .replaceInStrings(number, "\\1(#): ")
+        .replaceInStrings(home(), "H")
+        .replaceInStrings(root(), "T");
+}
+
 QStringList InstalledTree::log(const QString& source) const {
-    const QString text = QString::fromUtf8(readFile(home(".AldaneTessel/log/launcher.log")));
-    static const QRegularExpression stamp("^\\S+ [ \\d]\\d \\d\\d:\\d\\d:\\d\\d ");
-    return text.split('\n')
-        .replaceInStrings(stamp, QString())
-        .filter(QRegularExpression("^\\[[A-Z]+\\] " + source + "\\("));
+    return log().filter(QRegularExpression("^\\[[A-Z]+\\] " + source + "\\("));
+}
+
+QStringList InstalledTree::calls() const {
+    const QString file = home("calls");
+    return QFile::exists(file) ? QString::fromUtf8(readFile(file)).split('\n', Qt::SkipEmptyParts)
+                               : QStringList();
 }
 
 QProcessEnvironment InstalledTree::environment() const {

@@ -17,6 +17,15 @@ const QRegularExpression& stamp() {
 
 } // namespace
 
+QStringList logLines(const QString& file) {
+    QStringList lines = QString::fromUtf8(readFile(file)).split('\n');
+    if (lines.last().isEmpty()) {
+        lines.removeLast();
+    }
+    static const QRegularExpression stamp("^\\S+ [ \\d]\\d \\d\\d:\\d\\d:\\d\\d ");
+    return lines.replaceInStrings(stamp, QString());
+}
+
 LogCapture::LogCapture(int level) {
     QByteArray levels;
     for (const char* component :
@@ -36,12 +45,7 @@ LogCapture::~LogCapture() {
 }
 
 QStringList LogCapture::lines() const {
-    const QString text = QString::fromUtf8(readFile(m_folder.filePath("log")));
-    QStringList lines = text.split('\n');
-    if (lines.last().isEmpty()) {
-        lines.removeLast();
-    }
-    return lines.replaceInStrings(stamp(), QString());
+    return logLines(m_folder.filePath("log"));
 }
 
 QStringList LogCapture::unnumbered() const {

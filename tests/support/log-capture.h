@@ -5,6 +5,9 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+/// The lines of a log file, without their time stamps.
+QStringList logLines(const QString& file);
+
 /// Sends the Logger into a fresh file for its lifetime, every component at `level`.
 class LogCapture {
 public:

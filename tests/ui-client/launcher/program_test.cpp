@@ -1,9 +1,9 @@
 #include "tests/support/files.h"
 #include "tests/support/installed-tree.h"
+#include "tests/support/program.h"
 
 #include <QDir>
 #include <QImage>
-#include <QProcess>
 #include <QtTest>
 
 #include <csignal>
@@ -16,26 +16,6 @@ namespace {
 const QByteArray tell = R"(echo "$1" >>"$HOME/started")";
 /// The same, and goes on until the file "go" is there.
 const QByteArray tellAndWait = tell + R"(; until [ -e "$HOME/go" ]; do sleep 0.02; done)";
-
-class Program : public QProcess {
-public:
-    /// Starts the launcher of `tree`, or another program of its environment.
-    explicit Program(const InstalledTree& tree, const QString& program = QString(),
-                     const QStringList& arguments = {}) {
-        setProcessEnvironment(tree.environment());
-        setWorkingDirectory(tree.root());
-        start(program.isEmpty() ? tree.launcher() : program, arguments);
-    }
-    ~Program() override {
-        kill();
-        waitForFinished();
-    }
-    /// Its exit status; -1 where a signal ended it.
-    int status() {
-        waitForFinished(); // answers false where it has ended before
-        return state() == NotRunning && exitStatus() == NormalExit ? exitCode() : -1;
-    }
-};
 
 } // namespace
 
@@ -194,10 +174,11 @@ private slots:
     void isStartedInAnyWay_data() {
         QTest::addColumn<QString>("command");
         QTest::addColumn<QByteArray>("folder");
-        QTest::newRow("by name through PATH") << "PATH=%1/bin:$PATH launcher" << QByteArray("%1/");
+        QTest::newRow("by name through PATH")
+            << "PATH='%1/bin':$PATH launcher" << QByteArray("%1/");
         QTest::newRow("relative") << "bin/launcher" << QByteArray("");
         QTest::newRow("from its own folder") << "cd bin; ./launcher" << QByteArray("../");
-        QTest::newRow("from outside") << "cd /; ..%1/bin/launcher" << QByteArray("..%1/");
+        QTest::newRow("from outside") << "cd /; '..%1/bin/launcher'" << QByteArray("..%1/");
         QTest::newRow("without a name") << "exec -a '' bin/launcher" << QByteArray("%1/");
         QTest::newRow("with words of its own") << "bin/launcher -x --y z" << QByteArray("");
     }
