@@ -105,7 +105,10 @@ protected:
 class Gate {
 public:
     void open() { m_opened.set_value(); }
-    void await() { m_future.wait_for(std::chrono::seconds(30)); }
+    /// \return false where the other thread did not open it.
+    bool await() {
+        return m_future.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    }
 
 private:
     std::promise<void> m_opened;
@@ -317,6 +320,24 @@ private slots:
                          "[INFO] cloud-service(#): removing aged app folder " +
                              m_home->path(".Skylark/app"),
                          "[NOTE] fake(#): PostUpgrade", "[DEBUG] launcher(#): done"}));
+    }
+
+    void completionIsShownWhileTheClientIsBeingStarted() {
+        Gate shown;
+        bool isShown = false;
+        Run run;
+        run.service->duringPostUpgrade = [&] { isShown = shown.await(); };
+        QTimer poll;
+        connect(&poll, &QTimer::timeout, [&] {
+            if (run.dialog()->isVisible() && run.dialog()->value() == 100 &&
+                run.dialog()->labelText() == "Tessel is ready.") {
+                poll.stop();
+                shown.open();
+            }
+        });
+        poll.start(1);
+        QCOMPARE(run.exec(), 0);
+        QVERIFY(isShown);
     }
 
     void failedUpgradeKeepsTheTextAndGoesOn() {
