@@ -3,6 +3,7 @@
 #include "libui/QtSingleApplication.h"
 #include "libui/UIPathManager.h"
 #include "ui-client/launcher/launcher.h"
+#include "ui-client/launcher/tessel-paths.h"
 #include "ui-client/launcher/texts/strtab.h"
 
 #include <QDir>
@@ -74,23 +75,7 @@ void initialize_resources(const char* path) {
 
 /// Fills the path registry. Needs the application object.
 void initializeTesselPaths() {
-    const auto registerPath = [](const char* key, const QString& base, const char* suffix) {
-        UIPathManager::getInstance()->setPath(key, QDir::cleanPath(base + suffix));
-    };
-    const auto registerHomePath = [&registerPath](const char* key, const char* suffix) {
-        registerPath(key, QDir::homePath(), suffix);
-    };
-    registerHomePath("user_aldane_tessel_path", "/.AldaneTessel");
-    registerHomePath("user_aldane_tessel_app_path", "/.AldaneTessel/AldaneTessel.app");
-    // The same on purpose: the copy's resources lie in its own folder.
-    registerHomePath("user_aldane_tessel_resource_path", "/.AldaneTessel/AldaneTessel.app");
-    registerHomePath("user_aldane_tessel_data_path", "/.AldaneTessel/data");
-    registerHomePath("user_aldane_tessel_working_dir_path", "/.AldaneTessel/AldaneTessel.app/bin");
-    registerHomePath("user_aldane_tessel_ui_path",
-                     "/.AldaneTessel/AldaneTessel.app/bin/cloud-tessel-ui");
-    registerHomePath("user_skylark_path", "/.Skylark");
-    registerHomePath("user_skylark_resource_path", "/.Skylark/Skylark.app");
-    registerPath("root_resource_path", QCoreApplication::applicationDirPath(), "/..");
+    registerTesselPaths(QDir::homePath(), QCoreApplication::applicationDirPath() + "/..");
 }
 
 /// Starts the log file in the user's folder; where that folder cannot be made, there is none, and

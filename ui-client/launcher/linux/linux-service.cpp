@@ -3,6 +3,7 @@
 #include "lib/config.h"
 #include "lib/file/file-op.h"
 #include "lib/log.h"
+#include "ui-client/launcher/linux/client-pid.h"
 #include "ui-client/launcher/registered-path.h"
 
 #include <QProcess>
@@ -19,20 +20,11 @@
 
 namespace {
 
-constexpr int no_pid = 0;
 constexpr int max_waits = 5;
 
 int buildNumber(const ustring& text) {
     // NOLINTNEXTLINE(cert-err34-c): a build text without digits reads as 0
     return text.empty() ? 0 : atoi(text.c_str());
-}
-
-/// The process id in `text`, cut to 32 bits; `no_pid` where it names no single process: 0 would
-/// signal the launcher's own group, a negative one a group, or all that the user may signal.
-int parsePid(const std::string& text) {
-    // NOLINTNEXTLINE(cert-err34-c): a text without digits reads as 0
-    const int pid = static_cast<int>(atol(text.c_str()));
-    return pid > 0 ? pid : no_pid;
 }
 
 bool isGone(int pid) {
