@@ -68,9 +68,7 @@ int difference_ignoring_case(const char* a, const char* b) {
 
 int ustring::compare(const ustring& other, size_t n) const {
     const size_t shorter = std::min(data_len, other.data_len);
-    return strncmp(data, other.data, n) == 0
-               ? 0
-               : difference(data, other.data, std::min(n, shorter + 1));
+    return strncmp(data, other.data, n) == 0 ? 0 : difference(data, other.data, shorter + 1);
 }
 
 int ustring::compare(const ustring& a, const ustring& b, bool ignoreCase) {

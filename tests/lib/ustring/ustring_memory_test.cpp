@@ -186,6 +186,7 @@ private slots:
         text.assign(text.c_str());
         text.assign(text.c_str(), 3);
         text.assign(text.c_str(), npos);
+        QCOMPARE(text.wdata_len, size_t(3));
         text.assign(text.c_str_utf16());
         text.assign(text.c_str_utf16(), 3);
         text.replace('a', 'x');
