@@ -33,6 +33,7 @@ struct Calls {
     QStringList synced;            // the files that fsync was called for
     bool all_close_on_exec = true; // of the descriptors read and written
     std::function<void()> at_sync = [] {};
+    std::function<void()> at_removal = [] {};
 };
 Calls calls;
 
@@ -87,6 +88,12 @@ void* __wrap_malloc(size_t size) {
         return nullptr;
     }
     return __real_malloc(size);
+}
+
+int __real_remove(const char* path);
+int __wrap_remove(const char* path) {
+    calls.at_removal();
+    return __real_remove(path);
 }
 
 int __real_fsync(int fd);
@@ -155,11 +162,11 @@ private slots:
         writeFile(at("src"), "x", 0755);
         const struct timeval old[2] = {{1000, 0}, {1000, 0}};
         utimes(toPath(at("src")).c_str(), old);
-        const mode_t saved = umask(027);
+        const mode_t saved = umask(017);
         const int result = copy("src", "dst");
         umask(saved);
         QCOMPARE(result, 0);
-        QCOMPARE(modeOf(at("dst")), 0640U);
+        QCOMPARE(modeOf(at("dst")), 0660U);
         QVERIFY(QFileInfo(at("dst")).lastModified() > QFileInfo(at("src")).lastModified());
     }
 
@@ -185,12 +192,15 @@ private slots:
     void sourceIsRemovedOnDemand() {
         writeFile(at("src"), "content");
         bool there_at_sync = true;
+        int open_at_removal = 0;
         calls.at_sync = [&] { there_at_sync = QFile::exists(at("src")); };
+        calls.at_removal = [&] { open_at_removal = openDescriptors(); };
         QCOMPARE(copy("src", "dst", true), 0);
         QCOMPARE(listTree(m_folder->path()), QStringList("dst"));
         QCOMPARE(readFile(at("dst")), QByteArray("content"));
         QCOMPARE(calls.synced, QStringList(at("dst")));
         QVERIFY(!there_at_sync);
+        QCOMPARE(open_at_removal, m_descriptors + 1); // the target's alone
         QCOMPARE(m_log->lines(), QStringList());
     }
 

@@ -279,6 +279,7 @@ private slots:
         QFETCH(QStringList, lines);
         const ustring text = toPath(path);
         char* stop = nullptr;
+        errno = 0;
         QCOMPARE(FSMKDirP(text, &stop, replace, by_umask), -1);
         QCOMPARE(errno, error);
         QCOMPARE(stop - text.c_str(), std::ptrdiff_t(end));

@@ -20,6 +20,14 @@
 #include <thread>
 #include <vector>
 
+// Whether or not closing fails, what the caller gets to see is why the walk has ended.
+extern "C" int __real_closedir(DIR* folder);
+extern "C" int __wrap_closedir(DIR* folder) {
+    const int result = __real_closedir(folder);
+    errno = EIO;
+    return result;
+}
+
 /// What befalls the entries that a folder tells.
 enum class Reading { usual, end_is_an_error, types_are_unknown, entries_vanish };
 static thread_local Reading reading = Reading::usual;
@@ -72,6 +80,10 @@ QStringList inReadingOrder(const QString& folder) {
     return names;
 }
 
+int openDescriptors() {
+    return QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System).size();
+}
+
 QStringList sorted(QStringList names) {
     names.sort();
     return names;
@@ -90,8 +102,10 @@ private slots:
         m_folder.emplace();
         chmod(toPath(m_folder->path()).c_str(), 0755);
         m_log.emplace();
+        m_descriptors = openDescriptors();
     }
     void cleanup() {
+        QCOMPARE(openDescriptors(), m_descriptors);
         m_log.reset();
         m_folder.reset();
         if (m_other->exists()) {
@@ -302,6 +316,17 @@ private slots:
         writeFile(m_other->path("dst"), "file");
         QCOMPARE(rename(at("src"), m_other->path("dst")), -3);
         QCOMPARE(listTree(m_folder->path()), (QStringList{"src/", "src/below"}));
+        QCOMPARE(readFile(m_other->path("dst")), QByteArray("file"));
+    }
+
+    void emptyFolderDoesNotMoveOntoAFile() {
+        if (!m_other->exists()) {
+            QSKIP("one file system only");
+        }
+        makeFolder(at("src"));
+        writeFile(m_other->path("dst"), "file");
+        QCOMPARE(rename(at("src"), m_other->path("dst")), -3);
+        QCOMPARE(listTree(m_folder->path()), QStringList("src/"));
         QCOMPARE(readFile(m_other->path("dst")), QByteArray("file"));
     }
 
@@ -581,6 +606,7 @@ private:
     std::optional<QTemporaryDir> m_folder;
     std::optional<OtherFileSystem> m_other;
     std::optional<LogCapture> m_log;
+    int m_descriptors = 0;
 };
 
 QTEST_GUILESS_MAIN(FileOpMoveTest)
