@@ -7,7 +7,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_packages=(
     g++ cmake ninja-build
     qtbase5-dev qttools5-dev-tools qtwayland5
-    libicu-dev libarchive-dev
+    libicu-dev libarchive-dev libzstd-dev
 )
 # A display, someone who presses keys on it, and other people's archive tools and locales.
 test_packages=(
