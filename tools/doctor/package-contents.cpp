@@ -27,8 +27,9 @@ QString lastError(archive* reader) {
     return text != nullptr ? QString::fromUtf8(text) : QString("damaged");
 }
 
-/// Reads the entry's data, and keeps INFO's. \return false where it is damaged.
-bool readData(archive* reader, const QString& name, PackageContents& contents) {
+/// Reads the data of the last entry, and keeps INFO's. \return false where it is damaged.
+bool readData(archive* reader, PackageContents& contents) {
+    PackageContents::Entry& entry = contents.entries.back();
     const void* block = nullptr;
     size_t size = 0;
     la_int64_t offset = 0;
@@ -37,8 +38,10 @@ bool readData(archive* reader, const QString& name, PackageContents& contents) {
         if (result != ARCHIVE_OK) {
             return result == ARCHIVE_EOF;
         }
+        // Counted, since some formats tell the size behind the data.
+        entry.size = static_cast<uint64_t>(offset) + size;
         contents.bytes += size;
-        if (name == "INFO" && contents.info.size() + size <= info_limit) {
+        if (entry.name == "INFO" && contents.info.size() + size <= info_limit) {
             contents.info.append(static_cast<const char*>(block), static_cast<int>(size));
         }
     }
@@ -64,7 +67,6 @@ PackageContents::Entry describe(archive_entry* entry, const QString& name) {
     described.name = name;
     described.type = archive_entry_filetype(entry);
     described.permissions = archive_entry_perm(entry);
-    described.size = static_cast<uint64_t>(archive_entry_size(entry));
     return described;
 }
 
@@ -97,7 +99,7 @@ QString readEntries(archive* reader, PackageContents& contents) {
         }
         const QString name = cleanName(archive_entry_pathname(entry));
         contents.entries.push_back(describe(entry, name));
-        if (!readData(reader, name, contents)) {
+        if (!readData(reader, contents)) {
             return "'" + name + "': " + lastError(reader);
         }
     }

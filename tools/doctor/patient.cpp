@@ -60,8 +60,12 @@ void needProgram(const char* name, Copy& copy) {
 /// Whether the entry stands in the folder as the package would write it, content aside.
 bool standsIn(const QString& folder, const PackageContents::Entry& entry) {
     struct stat status {};
-    return statOf(folder + '/' + entry.name, status) && (status.st_mode & S_IFMT) == entry.type &&
-           (entry.type != S_IFREG || static_cast<uint64_t>(status.st_size) == entry.size);
+    if (!statOf(folder + '/' + entry.name, status) || (status.st_mode & S_IFMT) != entry.type) {
+        return false;
+    }
+    const bool lacksRunBit = (entry.permissions & S_IXUSR & ~status.st_mode) != 0;
+    return entry.type != S_IFREG ||
+           (!lacksRunBit && static_cast<uint64_t>(status.st_size) == entry.size);
 }
 
 bool equalsPackage(const Copy& copy, const PackageContents& package) {
@@ -113,10 +117,10 @@ Copy look(const QString& path, const Patient& patient) {
     needProgram("bin/cloud-tessel-ui", copy);
     needProgram("package/start-stop", copy);
     if (copy.build == patient.packagedBuild && patient.package.isSound()) {
-        copy.isVerified = equalsPackage(copy, patient.package);
-        if (!copy.isVerified) {
+        if (!equalsPackage(copy, patient.package)) {
             copy.lacking << "entries of the package of the same build";
         }
+        copy.isVerified = copy.isComplete();
     }
     measure(patient.owner, copy);
     return copy;
