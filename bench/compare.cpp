@@ -96,9 +96,8 @@ void print(const std::vector<Contender>& contenders) {
         const Statistic wall = statistic(contender.samples, &Sample::wall);
         const Statistic peak = statistic(contender.samples, &Sample::peak);
         printf("| %s | %.1f | %.0f %% | %.2f | %.1f | %.0f %% | %.2f | %.1f | %+.1f |\n",
-               contender.name.c_str(), cpu.median * 1e3, cpu.spread * 100,
-               cpu.median / cpu0.median, wall.median * 1e3, wall.spread * 100,
-               wall.median / wall0.median, peak.median / 1024,
+               contender.name.c_str(), cpu.median * 1e3, cpu.spread * 100, cpu.median / cpu0.median,
+               wall.median * 1e3, wall.spread * 100, wall.median / wall0.median, peak.median / 1024,
                (peak.median - peak0.median) / 1024);
     }
 }

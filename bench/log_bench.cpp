@@ -27,8 +27,8 @@ const std::string& folder() {
 }
 
 void open_logger() {
-    static const int result = Logger::Initialize(Logger::FILE_LOGGER, folder() + "/log", "", 50,
-                                                 Logger::ThreadSafe);
+    static const int result =
+        Logger::Initialize(Logger::FILE_LOGGER, folder() + "/log", "", 50, Logger::ThreadSafe);
     if (result != 0) {
         abort();
     }

@@ -2,10 +2,10 @@
 
 #include "lib/ustring/ustring.h"
 
-#include <benchmark/benchmark.h>
-
 #include <unicode/unorm2.h>
 #include <unicode/ustring.h>
+
+#include <benchmark/benchmark.h>
 
 #include <string>
 #include <vector>
@@ -86,8 +86,7 @@ void normalize_icu(benchmark::State& state) {
     UChar source[256];
     u_strFromUTF8(source, 256, &length, accented, -1, &status);
     for (auto _ : state) {
-        const UNormalizer2* const nfc =
-            unorm2_getInstance(nullptr, "nfc", UNORM2_COMPOSE, &status);
+        const UNormalizer2* const nfc = unorm2_getInstance(nullptr, "nfc", UNORM2_COMPOSE, &status);
         const int32_t need = unorm2_normalize(nfc, source, -1, nullptr, 0, &status);
         status = U_ZERO_ERROR;
         std::vector<UChar> units(static_cast<size_t>(need) + 1);
