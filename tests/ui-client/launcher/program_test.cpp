@@ -42,7 +42,8 @@ private slots:
         const QString installed = TESSEL_INSTALLED;
         QCOMPARE(QDir(installed).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
                  (QStringList{"bin", "images", "lib", "log", "package"}));
-        QCOMPARE(listTree(installed + "/bin"), QStringList{"launcher"});
+        // The administrator's programs stand beside it where the whole tree was built.
+        QVERIFY(listTree(installed + "/bin").contains("launcher"));
         QCOMPARE(listTree(installed + "/images"), QStringList{"ico_72_skylark.png"});
         QCOMPARE(QImage(installed + "/images/ico_72_skylark.png").size(), QSize(72, 72));
         QCOMPARE(listTree(installed + "/log"), QStringList());
