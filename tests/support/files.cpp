@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <stdexcept>
 
 namespace {
@@ -39,6 +40,18 @@ QByteArray readFile(const QString& path) {
     return file.readAll();
 }
 
+void makeFolder(const QString& path, unsigned mode) {
+    if (!QDir().mkpath(path) || chmod(QFile::encodeName(path).constData(), mode) != 0) {
+        fail("cannot make folder", path);
+    }
+}
+
+void makeLink(const QString& target, const QString& path) {
+    if (symlink(QFile::encodeName(target).constData(), QFile::encodeName(path).constData()) != 0) {
+        fail("cannot link", path);
+    }
+}
+
 QStringList listTree(const QString& folder) {
     QStringList names;
     const QDir root(folder);
@@ -59,4 +72,21 @@ QStringList listTree(const QString& folder) {
     }
     names.sort();
     return names;
+}
+
+QStringList inReadingOrder(const QString& folder) {
+    QStringList names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.toStdString())) {
+        names << QString::fromStdString(entry.path().filename().string());
+    }
+    return names;
+}
+
+QStringList sorted(QStringList names) {
+    names.sort();
+    return names;
+}
+
+int openDescriptors() {
+    return QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System).size();
 }

@@ -41,10 +41,6 @@ void lookAt(int fd) {
     calls.all_close_on_exec &= (fcntl(fd, F_GETFD) & FD_CLOEXEC) != 0;
 }
 
-int openDescriptors() {
-    return QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System).size();
-}
-
 QByteArray randomBytes(int size) {
     QByteArray bytes(size, '\0');
     auto random = QRandomGenerator(42);

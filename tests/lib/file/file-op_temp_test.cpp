@@ -11,13 +11,7 @@
 #include <cerrno>
 #include <optional>
 
-namespace {
-
-int openDescriptors() {
-    return QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System).size();
-}
-
-} // namespace
+namespace {} // namespace
 
 class FileOpTempTest : public QObject {
     Q_OBJECT

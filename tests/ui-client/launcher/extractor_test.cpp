@@ -1,9 +1,6 @@
-#include "tests/support/child.h"
-#include "tests/support/command.h"
-#include "tests/support/files.h"
 #include "tests/support/log-capture.h"
+#include "tests/ui-client/launcher/extractor-workshop.h"
 #include "ui-client/launcher/adapter.h"
-#include "ui-client/launcher/extractor.h"
 #include "ui-client/launcher/texts/strtab.h"
 
 #include <QElapsedTimer>
@@ -13,55 +10,13 @@
 #include <archive.h>
 #include <archive_entry.h>
 
-#include <sys/stat.h>
-
 #include <clocale>
-#include <ctime>
 #include <memory>
 
 namespace {
 
 struct ReaderFree {
     void operator()(archive* reader) const { archive_read_free(reader); }
-};
-
-/// Counts and unpacks one archive of a folder of its own into "out" there.
-class Workshop {
-public:
-    QString path(const QString& name = QString()) const {
-        return name.isEmpty() ? m_folder.path() : m_folder.filePath(name);
-    }
-    QString out(const QString& name = QString()) const {
-        return path(name.isEmpty() ? "out" : "out/" + name);
-    }
-    QByteArray run(const QString& script) const { return runCommand(script, path()); }
-
-    Extractor extractor(const QString& archive) const {
-        Extractor extractor;
-        extractor.SetSource(path(archive).toUtf8().constData());
-        extractor.SetTarget(out().toUtf8().constData());
-        return extractor;
-    }
-    int extract(const QString& archive) const { return extractor(archive).Extract(); }
-    int count(const QString& archive) const { return extractor(archive).Count(); }
-
-    /// A small client: text, program, several blocks of data, nothing, a name with a blank, letters
-    /// beyond ASCII, an empty folder, a link to a file, and one that leads nowhere.
-    void makeTree() const {
-        writeFile(path("tree/INFO"), "[Version]\nbuild_version=7\n");
-        writeFile(path("tree/bin/cloud tessel"), "#!/bin/sh\nexit 0\n", 0755);
-        writeFile(path("tree/data/empty"), "");
-        writeFile(path(QString::fromUtf8("tree/data/Größe 日本.txt")), "wide");
-        QByteArray blocks;
-        for (int i = 0; blocks.size() < 1024 * 1024; ++i) {
-            blocks += QByteArray::number(i * 2654435761U);
-        }
-        writeFile(path("tree/data/blocks"), blocks);
-        run("mkdir tree/nothing; ln -s ../INFO tree/data/link; ln -s nowhere tree/data/dangling");
-    }
-
-private:
-    QTemporaryDir m_folder;
 };
 
 /// What libarchive itself says where it stops reading: as it opens, or at a header.
@@ -77,29 +32,6 @@ QString readingError(const QString& path) {
     }
     return archive_error_string(reader.get());
 }
-
-struct stat statOf(const QString& path) {
-    struct stat info = {};
-    if (lstat(QFile::encodeName(path).constData(), &info) != 0) {
-        throw std::runtime_error("no such file: " + path.toStdString());
-    }
-    return info;
-}
-
-QString permissions(const QString& path) {
-    return QString::number(statOf(path).st_mode & 07777, 8);
-}
-
-class UmaskGuard {
-public:
-    explicit UmaskGuard(mode_t mask) : m_saved(umask(mask)) {}
-    ~UmaskGuard() { umask(m_saved); }
-    UmaskGuard(const UmaskGuard&) = delete;
-    UmaskGuard& operator=(const UmaskGuard&) = delete;
-
-private:
-    const mode_t m_saved;
-};
 
 } // namespace
 
@@ -458,157 +390,6 @@ private slots:
                                           "failed: '" +
                                           warning + "'"});
         QCOMPARE(listTree(shop.out()), QStringList{"a"});
-    }
-
-    // --- where entries land ---
-
-    void entryAboveTheTargetIsRefused() {
-        const Workshop shop;
-        const LogCapture log(4);
-        shop.run("mkdir in; touch in/a in/c; echo evil > evil; cd in; tar -cPf ../p.tar a ../evil "
-                 "c; rm ../evil");
-        QCOMPARE(shop.extract("p.tar"), -1);
-        QCOMPARE(log.lines(), QStringList{"[ERROR] extractor(220): archive_read_extract2 failed: "
-                                          "'Path contains '..''"});
-        QCOMPARE(listTree(shop.out()), QStringList{"a"});
-        QVERIFY(!QFileInfo::exists(shop.path("evil")));
-    }
-
-    void absoluteNameLandsBelowTheTarget() {
-        const Workshop shop;
-        shop.run("mkdir in; echo text > in/a; tar -cPf p.tar $PWD/in/a; rm in/a");
-        QCOMPARE(shop.extract("p.tar"), 0);
-        QVERIFY(!QFileInfo::exists(shop.path("in/a")));
-        QCOMPARE(readFile(shop.out() + shop.path("in/a")), QByteArray("text\n"));
-    }
-
-    void workingFolderPlaysNoPart() {
-        const Workshop shop;
-        const QString before = QDir::currentPath();
-        shop.run("touch a; tar -cf p.tar a; mkdir elsewhere");
-        QVERIFY(QDir::setCurrent(shop.path("elsewhere")));
-        const int result = shop.extract("p.tar");
-        const QString during = QDir::currentPath();
-        QDir::setCurrent(before);
-        QCOMPARE(result, 0);
-        QCOMPARE(during, shop.path("elsewhere"));
-        QCOMPARE(listTree(shop.path("elsewhere")), QStringList());
-        QCOMPARE(listTree(shop.out()), QStringList{"a"});
-    }
-
-    void hardLinkFailsAndIsNotLookedUpFromTheWorkingFolder_data() {
-        QTest::addColumn<QString>("pack");
-        QTest::newRow("tar") << "tar -cf ../p a sub/b";
-        QTest::newRow("cpio") << "printf 'a\\nsub\\nsub/b\\n' | cpio -o -H newc --quiet > ../p";
-    }
-    void hardLinkFailsAndIsNotLookedUpFromTheWorkingFolder() {
-        QFETCH(QString, pack);
-        const Workshop shop;
-        const LogCapture log(4);
-        shop.run("mkdir -p in/sub; echo text > in/a; ln in/a in/sub/b; cd in; " + pack);
-        const QString before = QDir::currentPath();
-        QVERIFY(QDir::setCurrent(shop.path("in")));
-        const int result = shop.extract("p");
-        QDir::setCurrent(before);
-        QCOMPARE(result, -1);
-        QCOMPARE(log.lines(),
-                 QStringList{"[ERROR] extractor(220): archive_read_extract2 failed: 'hard link to "
-                             "'a''"});
-        QCOMPARE(statOf(shop.path("in/a")).st_nlink, nlink_t(2));
-        QVERIFY(!QFileInfo::exists(shop.out("sub/b")));
-    }
-
-    void hardLinkReachesNothingOutsideTheTarget() {
-        const Workshop shop;
-        const LogCapture log(4);
-        // The package names a file by an absolute path that exists here and was not packed.
-        shop.run("mkdir in; echo secret > in/a; ln in/a in/b; tar -cPf p.tar $PWD/in/a $PWD/in/b; "
-                 "tar --delete -Pf p.tar $PWD/in/a; rm in/b");
-        QCOMPARE(shop.extract("p.tar"), -1);
-        QCOMPARE(statOf(shop.path("in/a")).st_nlink, nlink_t(1));
-        QVERIFY(log.lines().first().startsWith("[ERROR] extractor(220): "));
-    }
-
-    void symbolicLinkKeepsItsText() {
-        const Workshop shop;
-        shop.run("ln -s ../somewhere/else link; tar -cf p.tar link");
-        QCOMPARE(shop.extract("p.tar"), 0);
-        QCOMPARE(listTree(shop.out()), QStringList{"link -> ../somewhere/else"});
-    }
-
-    // --- what replaces what, and how it looks ---
-
-    void readOnlyFileIsReplacedAndNotWrittenInto() {
-        const Workshop shop;
-        shop.run("echo new > a; tar -cf p.tar a; mkdir out; echo old > out/a; chmod 444 out/a; "
-                 "ln out/a witness");
-        QCOMPARE(shop.extract("p.tar"), 0);
-        QCOMPARE(readFile(shop.out("a")), QByteArray("new\n"));
-        // Unlinked first: the old file, still known by another name, is as it was.
-        QCOMPARE(readFile(shop.path("witness")), QByteArray("old\n"));
-    }
-
-    void readOnlyFileOfAnOrdinaryUserIsReplaced() {
-        const Workshop shop;
-        shop.run("echo new > a; tar -cf p.tar a; chmod 755 .; chmod 644 p.tar; mkdir -m 777 out");
-        const int result = asOrdinaryUser([&shop] {
-            shop.run("echo old > out/a; chmod 400 out/a");
-            return shop.extract("p.tar") == 0 ? 0 : 1;
-        });
-        QCOMPARE(result, 0);
-        QCOMPARE(readFile(shop.out("a")), QByteArray("new\n"));
-    }
-
-    void linkInTheWayIsReplacedAndNotFollowed() {
-        const Workshop shop;
-        shop.run("echo new > a; tar -cf p.tar a; mkdir out; echo kept > kept; ln -s ../kept out/a");
-        QCOMPARE(shop.extract("p.tar"), 0);
-        QCOMPARE(readFile(shop.out("a")), QByteArray("new\n"));
-        QCOMPARE(readFile(shop.path("kept")), QByteArray("kept\n"));
-    }
-
-    void folderThatCannotBeWrittenFails() {
-        const Workshop shop;
-        const LogCapture log(4);
-        shop.run("echo new > a; tar -cf p.tar a; chmod 755 .; chmod 644 p.tar; mkdir -m 555 out");
-        QCOMPARE(asOrdinaryUser([&shop] { return shop.extract("p.tar") == -1 ? 0 : 1; }), 0);
-        QCOMPARE(log.lines().size(), 1);
-        QVERIFY2(log.lines().first().startsWith(
-                     "[ERROR] extractor(220): archive_read_extract2 failed: 'Can't "),
-                 qPrintable(log.lines().first()));
-        QCOMPARE(listTree(shop.out()), QStringList());
-    }
-
-    void permissionsAreLimitedByTheUmask() {
-        const Workshop shop;
-        shop.run("mkdir in; touch in/all in/set; chmod 777 in/all; chmod 6755 in/set; "
-                 "tar -cpf p.tar in");
-        const UmaskGuard mask(077);
-        QCOMPARE(shop.extract("p.tar"), 0);
-        QCOMPARE(permissions(shop.out("in/all")), QString("700"));
-        QCOMPARE(permissions(shop.out("in/set")), QString("700"));
-        QCOMPARE(permissions(shop.out("in")), QString("700"));
-        QCOMPARE(permissions(shop.out()), QString("700"));
-    }
-
-    void entriesBelongToWhoExtractsAndAreOfNow() {
-        const Workshop shop;
-        shop.run("touch a; tar --owner=4711 --group=4711 --mtime=2001-02-03 -cf p.tar a");
-        const time_t before = time(nullptr);
-        QCOMPARE(shop.extract("p.tar"), 0);
-        const struct stat info = statOf(shop.out("a"));
-        QCOMPARE(info.st_uid, geteuid());
-        QCOMPARE(info.st_gid, getegid());
-        QVERIFY(info.st_mtime >= before - 1);
-    }
-
-    void readOnlyFolderOfThePackageIsFilled() {
-        const Workshop shop;
-        shop.run("mkdir in; echo text > in/a; chmod 555 in; tar -cf p.tar in; chmod 755 in .; "
-                 "chmod 644 p.tar; mkdir -m 777 out");
-        QCOMPARE(asOrdinaryUser([&shop] { return shop.extract("p.tar") == 0 ? 0 : 1; }), 0);
-        QCOMPARE(readFile(shop.out("in/a")), QByteArray("text\n"));
-        QCOMPARE(permissions(shop.out("in")), QString("555"));
     }
 
     void sameExtractorServesAgain() {
