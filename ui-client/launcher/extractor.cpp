@@ -46,11 +46,11 @@ const char* lastError(archive* handle) {
     return text != nullptr ? text : "";
 }
 
-/// A FIFO or a device in the place of the archive could keep the reader waiting for ever, so
-/// anything but a regular file counts as one that does not open.
+/// A FIFO or a device in the place of the archive could keep the reader waiting for ever, so it
+/// counts as one that does not open. A folder needs no such care: it fails at its first read.
 int openSource(archive* reader, const ustring& source) {
     struct stat info = {};
-    if (stat(source.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
+    if (stat(source.c_str(), &info) == 0 && !S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode)) {
         archive_set_error(reader, EINVAL, "'%s' is not a regular file", source.c_str());
         return ARCHIVE_FATAL;
     }
@@ -140,6 +140,7 @@ int Extractor::List() {
         printf("%s\n", name != nullptr ? name : "");
         archive_read_data_skip(reader.get());
     }
+    fflush(stdout);
     archive_read_close(reader.get());
     return 0;
 }
@@ -170,9 +171,10 @@ bool placeBelow(archive_entry* entry, const ustring& target) {
 int extractEntry(archive* reader, archive_entry* entry, archive* writer) {
     // A hard link names its other end by the path inside the archive, which does not move below the
     // target: it would be looked up from the working folder, and could join a file of anybody's.
-    // Such an entry fails; the package builder packs copies instead.
+    // Such an entry fails, with libarchive's words for the usual case, in which the working folder
+    // has no such file; the package builder packs copies instead.
     if (const char* other = archive_entry_hardlink(entry)) {
-        archive_set_error(writer, EPERM, "hard link to '%s'", other);
+        archive_set_error(writer, ENOENT, "Hard-link target '%s' does not exist.", other);
         return ARCHIVE_FAILED;
     }
     return archive_read_extract2(reader, entry, writer);

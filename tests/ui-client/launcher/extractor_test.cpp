@@ -131,6 +131,18 @@ private slots:
         QCOMPARE(output.text(), QByteArray());
     }
 
+    void listOfADamagedArchiveEndsAtTheDamage() {
+        const Workshop shop;
+        const LogCapture log(4);
+        shop.run("touch a b c; tar -cf p.tar a b c; printf X | dd of=p.tar bs=1 seek=700 "
+                 "conv=notrunc status=none");
+        const StdoutCapture output;
+        QCOMPARE(shop.extractor("p.tar").List(), 0);
+        QCOMPARE(output.text(), QByteArray("a\n"));
+        QCOMPARE(shop.count("p.tar"), 1);
+        QCOMPARE(log.lines(), QStringList());
+    }
+
     void countAndListTouchNoFile() {
         const Workshop shop;
         shop.makeTree();
@@ -279,13 +291,12 @@ private slots:
                               "ret: -1"}));
     }
 
-    void whatIsNoRegularFileFailsAtOnce_data() {
+    void whatCouldBeReadForEverFailsAtOnce_data() {
         QTest::addColumn<QString>("make");
         QTest::newRow("FIFO that nobody writes to") << "mkfifo p";
-        QTest::newRow("folder") << "mkdir p";
         QTest::newRow("link to an endless device") << "ln -s /dev/zero p";
     }
-    void whatIsNoRegularFileFailsAtOnce() {
+    void whatCouldBeReadForEverFailsAtOnce() {
         QFETCH(QString, make);
         const Workshop shop;
         const LogCapture log(4);
@@ -297,6 +308,18 @@ private slots:
         QCOMPARE(log.lines(),
                  (QStringList{"[ERROR] extractor(72): archive_read_open_filename failed: ''" +
                                   shop.path("p") + "' is not a regular file'",
+                              "[ERROR] extractor(166): Failed to calculate total file numbers, "
+                              "ret: -1"}));
+    }
+
+    void folderFailsInLibarchivesWords() {
+        const Workshop shop;
+        const LogCapture log(4);
+        shop.run("mkdir p");
+        QCOMPARE(shop.extract("p"), -1);
+        QCOMPARE(log.lines(),
+                 (QStringList{"[ERROR] extractor(72): archive_read_open_filename failed: '" +
+                                  readingError(shop.path("p")) + "'",
                               "[ERROR] extractor(166): Failed to calculate total file numbers, "
                               "ret: -1"}));
     }
