@@ -3,6 +3,7 @@
 #include "libui/QtSingleApplication.h"
 #include "libui/UIPathManager.h"
 #include "ui-client/launcher/launcher.h"
+#include "ui-client/launcher/progress-dialog.h"
 #include "ui-client/launcher/tessel-paths.h"
 #include "ui-client/launcher/texts/strtab.h"
 
@@ -116,6 +117,7 @@ int main(int argc, char** argv) {
     }
     StrTable::InitStrTable();
 
+    adoptDialogFontFamily();
     const auto launcher = std::make_unique<Launcher>();
     launcher->Run();
     launcher->Start();

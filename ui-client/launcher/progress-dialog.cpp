@@ -4,6 +4,7 @@
 #include "libui/UIPathManager.h"
 #include "ui-client/launcher/texts/strtab.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QFont>
 #include <QIcon>
@@ -11,11 +12,12 @@
 namespace {
 
 constexpr int standardWidth = 400; // pixels at the standard density
+constexpr char fontFamily[] = "Arial";
 
 } // namespace
 
 ProcessingProgressDialog::ProcessingProgressDialog() : QProgressDialog(nullptr, Qt::WindowFlags()) {
-    const QFont font("Arial", -1, -1, false);
+    const QFont font(fontFamily, -1, -1, false);
     setWindowTitle(StrTable::LoadStr(StrTable::app_name_tessel));
     setWindowIcon(QIcon(UIPathManager::getInstance()->getPath("root_resource_path") +
                         "/images/ico_72_skylark.png"));
@@ -53,4 +55,10 @@ void ProcessingProgressDialog::forgoSpontaneousShow() {
     setAttribute(Qt::WA_DontShowOnScreen, true);
     forceShow();
     setAttribute(Qt::WA_DontShowOnScreen, false);
+}
+
+void adoptDialogFontFamily() {
+    QFont font = QApplication::font();
+    font.setFamily(fontFamily);
+    QApplication::setFont(font);
 }

@@ -23,3 +23,8 @@ protected:
 private:
     void forgoSpontaneousShow();
 };
+
+/// Makes the dialog's font family the application's. The base class lays the dialog out before it
+/// has its own font, and would load the desktop's for that alone: a tenth of a start's work. The
+/// dialog looks the same without it. Call it before the dialog is built.
+void adoptDialogFontFamily();

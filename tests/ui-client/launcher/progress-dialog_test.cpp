@@ -10,6 +10,14 @@
 
 namespace {
 
+QImage pictureOfTheDialog() {
+    ProcessingProgressDialog dialog;
+    dialog.setCancelButton(nullptr);
+    dialog.setAutoReset(false);
+    dialog.show();
+    return QTest::qWaitForWindowExposed(&dialog) ? dialog.grab().toImage() : QImage();
+}
+
 /// Counts how often a window is put on the screen.
 class ShowCounter : public QObject {
 public:
@@ -96,6 +104,19 @@ private slots:
         QCOMPARE(dialog.font().pointSize(), QApplication::font().pointSize());
         QVERIFY(!dialog.font().bold());
         QVERIFY(!dialog.font().italic());
+    }
+
+    void looksTheSameInAnApplicationOfItsFontFamily() {
+        const QFont before = QApplication::font();
+        const QImage plain = pictureOfTheDialog();
+        adoptDialogFontFamily();
+        const QFont adopted = QApplication::font();
+        const QImage dressed = pictureOfTheDialog();
+        QApplication::setFont(before);
+        QCOMPARE(adopted.family(), QString("Arial"));
+        QCOMPARE(adopted.pointSize(), before.pointSize());
+        QVERIFY(!plain.isNull());
+        QCOMPARE(dressed, plain);
     }
 
     void styleSheetIsTheLiteral() {
