@@ -2,6 +2,7 @@
 
 #include "libui/DPIinfo.h"
 #include "libui/UIPathManager.h"
+#include "ui-client/launcher/frame-pace.h"
 #include "ui-client/launcher/texts/strtab.h"
 
 #include <QApplication>
@@ -35,6 +36,7 @@ ProcessingProgressDialog::ProcessingProgressDialog() : QProgressDialog(nullptr, 
     // Nothing that the user does may hide the dialog and start its value again.
     disconnect(this, SIGNAL(canceled()), this, SLOT(cancel()));
     forgoSpontaneousShow();
+    new FramePace(findChild<QProgressBar*>());
 }
 
 void ProcessingProgressDialog::setVisible(bool visible) {
