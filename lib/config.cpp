@@ -1,7 +1,8 @@
 #include "lib/config.h"
 
+#include "lib/endless.h"
+
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -14,15 +15,14 @@ struct FileClose {
 };
 using FilePtr = std::unique_ptr<FILE, FileClose>;
 
-// A FIFO or a device in the place of the file could keep the reader waiting for ever: neither
-// opens. A folder does, as with fopen(path, "r"), and reads as empty.
+// As fopen(path, "r"), with which a folder opens and reads as empty; but what has no end does not.
 FilePtr open_for_reading(const char* path) {
     const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
         return nullptr;
     }
     struct stat info = {};
-    const bool finite = fstat(fd, &info) == 0 && (S_ISREG(info.st_mode) || S_ISDIR(info.st_mode));
+    const bool finite = fstat(fd, &info) == 0 && !is_endless(info);
     FILE* const file = finite ? fdopen(fd, "r") : nullptr;
     if (file == nullptr) {
         close(fd);

@@ -8,12 +8,13 @@
 /// One thread at a time.
 class Config {
 public:
+    using iterator = std::map<std::string, std::string>::iterator;
     using const_iterator = std::map<std::string, std::string>::const_iterator;
 
     /// Parses the file at `path` (UTF-8 bytes) into the map; keys that are already there stay
     /// unless the file sets them again.
-    /// \return 0 read; -1 an empty path, a file that does not open (nor does a FIFO or a device,
-    /// which could be without an end), or a malformed line, which empties the whole map.
+    /// \return 0 read; -1 an empty path, a file that does not open (nor does a FIFO or a device
+    /// without an end), or a malformed line, which empties the whole map.
     int read(const std::string& path);
 
     /// Parses one NUL-terminated line, which is cut in place.
@@ -28,6 +29,8 @@ public:
     void set_preserve(bool keep) { preserve = keep; }
 
     /// The entries in byte order of their keys.
+    iterator begin() { return store.begin(); }
+    iterator end() { return store.end(); }
     const_iterator begin() const { return store.begin(); }
     const_iterator end() const { return store.end(); }
 

@@ -281,6 +281,20 @@ private slots:
         QCOMPARE(config.read("/dev/zero"), -1); // it would never end
         QCOMPARE(entries(config), QByteArray("k=v"));
     }
+    void nullDeviceReadsAsEmpty() {
+        Config config;
+        config["k"] = "v";
+        QCOMPARE(config.read("/dev/null"), 0);
+        QCOMPARE(entries(config), QByteArray("k=v"));
+    }
+    void valuesCanBeChangedOnAWalk() {
+        Config config;
+        QCOMPARE(config.read(file("a=1\nb=2\n")), 0);
+        for (auto& entry : config) {
+            entry.second += '0';
+        }
+        QCOMPARE(entries(config), QByteArray("a=10;b=20"));
+    }
     void descriptorOfTheFileIsClosedWhateverTheOutcome() {
         const std::string good = file("k=v\n");
         const int before = dup(0);

@@ -1,5 +1,6 @@
 #include "ui-client/launcher/extractor.h"
 
+#include "lib/endless.h"
 #include "lib/log.h"
 #include "ui-client/launcher/adapter.h"
 #include "ui-client/launcher/texts/strtab.h"
@@ -8,8 +9,6 @@
 
 #include <archive.h>
 #include <archive_entry.h>
-
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -46,11 +45,10 @@ const char* lastError(archive* handle) {
     return text != nullptr ? text : "";
 }
 
-/// A FIFO or a device in the place of the archive could keep the reader waiting for ever, so it
-/// counts as one that does not open. A folder needs no such care: it fails at its first read.
+/// What could keep the reader waiting for ever counts as an archive that does not open.
 int openSource(archive* reader, const ustring& source) {
     struct stat info = {};
-    if (stat(source.c_str(), &info) == 0 && !S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode)) {
+    if (stat(source.c_str(), &info) == 0 && is_endless(info)) {
         archive_set_error(reader, EINVAL, "'%s' is not a regular file", source.c_str());
         return ARCHIVE_FATAL;
     }

@@ -92,6 +92,8 @@ private slots:
         row("in another group", "[Release]\nbuild_version=345\n", no_fields);
         row("empty file", "", no_fields);
         row("malformed", "[Version\nbuild_version 345\n\x01\x02=\n]]", no_fields);
+        row("malformed in part", "[Version]\nmajor_version=1\nno key\nbuild_version=5\n",
+            {"1", "", "5", ""});
         row("letters beyond ASCII", "[Version]\nmajor_version=\\xfc\\x65e5\n",
             {QString::fromUtf8("ü日"), "", "", ""});
     }

@@ -266,6 +266,7 @@ private slots:
         QTest::newRow("tar of nothing") << "tar -cf p -T /dev/null";
         QTest::newRow("gzip of a tar of nothing") << "tar -czf p -T /dev/null";
         QTest::newRow("no byte") << "touch p";
+        QTest::newRow("null device") << "ln -s /dev/null p";
     }
     void archiveWithoutEntriesFails() {
         QFETCH(QString, pack);
