@@ -12,7 +12,7 @@ constexpr size_t key_bytes = 256;
 
 /// Reads from the kernel's random source. \return the bytes read, 0 where it does not open.
 size_t read_urandom(unsigned char* key, size_t size) {
-    FILE* const source = fopen("/dev/urandom", "rbe");
+    FILE* const source = fopen("/dev/urandom", "rb");
     if (source == nullptr) {
         return 0;
     }

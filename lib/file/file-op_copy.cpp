@@ -126,12 +126,10 @@ int FSCopy(const ustring& src, const ustring& dst, bool removeSource) {
         return -1;
     }
     const SyncedFd target(open_side(dst, O_WRONLY | O_CREAT | O_TRUNC));
-    if (target.get() < 0 || copy_content(source.get(), target.get()) != 0) {
+    const bool copied = target.get() >= 0 && copy_content(source.get(), target.get()) == 0;
+    source.close(); // before it is removed, and before the target is synced and closed
+    if (!copied) {
         return -1;
     }
-    if (!removeSource) {
-        return 0;
-    }
-    source.close(); // closed before it is removed
-    return remove(src.c_str());
+    return removeSource ? remove(src.c_str()) : 0;
 }

@@ -2,7 +2,6 @@
 #include "lib/log.h"
 #include "lib/tmp_name_gen.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,7 +19,7 @@ int FSMktemp(const ustring& dir, ustring& out) {
     const int length = snprintf(name, sizeof name, "%s", pattern.c_str());
     // A name that was cut short lies in another folder than the one that was asked for.
     const bool fits = length >= 0 && length < static_cast<int>(sizeof name);
-    const int fd = fits ? mkostemp(name, O_CLOEXEC) : -1;
+    const int fd = fits ? mkstemp(name) : -1;
     if (fd < 0) {
         const int error = fits ? errno : ENAMETOOLONG;
         WRITE_LOG(L_ERR, LOG_HERE("mkstemp(%s): %s\n"), pattern.c_str(), strerror(error));

@@ -200,6 +200,24 @@ private slots:
         QCOMPARE(m_log->lines(), QStringList());
     }
 
+    void sourceIsClosedBeforeTheTargetIsSynced_data() {
+        QTest::addColumn<bool>("readable");
+        QTest::newRow("copied") << true;
+        QTest::newRow("a folder, which does not read") << false;
+    }
+    void sourceIsClosedBeforeTheTargetIsSynced() {
+        QFETCH(bool, readable);
+        if (readable) {
+            writeFile(at("src"), "content");
+        } else {
+            makeFolder(at("src"));
+        }
+        int open_at_sync = 0;
+        calls.at_sync = [&] { open_at_sync = openDescriptors(); };
+        QCOMPARE(copy("src", "dst"), readable ? 0 : -1);
+        QCOMPARE(open_at_sync, m_descriptors + 1); // the target's alone
+    }
+
     void removingTheSourceRemovesALinkItself() {
         writeFile(at("src"), "content");
         QCOMPARE(symlink("src", toPath(at("link")).c_str()), 0);
