@@ -34,11 +34,13 @@ ustring::ustring(ustring&& other) : ustring() {
     swap(other);
 }
 
+// Freed pointers do not stay behind. The writes are volatile, or the optimiser would drop them as
+// the last ones of an object that ends.
 ustring::~ustring() {
     free(data);
     free(wdata);
-    data = nullptr;
-    wdata = nullptr;
+    *const_cast<char* volatile*>(&data) = nullptr;
+    *const_cast<uchar16_t* volatile*>(&wdata) = nullptr;
 }
 
 // Both buffers start with room for four.

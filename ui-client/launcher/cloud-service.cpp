@@ -79,7 +79,9 @@ ustring GetAppBackupDir(const ustring& path, int n) {
         return base;
     }
     char postfix[8];
-    if (snprintf(postfix, sizeof postfix, "%d", n) < 0) {
+    // Volatile: the optimiser takes it for granted that "%d" cannot fail, and drops the branch.
+    const volatile int length = snprintf(postfix, sizeof postfix, "%d", n);
+    if (length < 0) {
         // The line has no line feed at its end; that is meant.
         WRITE_LOG(L_ERR, LOG_HERE("snprintf failed (continuing without postfix)"));
         postfix[0] = '\0';
