@@ -25,6 +25,8 @@
 #define LOG_SOURCE "fake"
 #define LOG_COMPONENT "service_debug"
 
+Q_DECLARE_METATYPE(const QMetaObject*)
+
 namespace {
 
 /// Tells each step by a log line, so that the log shows them in order with the launcher's own.
@@ -541,8 +543,6 @@ private:
         return lines;
     }
 };
-
-Q_DECLARE_METATYPE(const QMetaObject*)
 
 QTEST_MAIN(LauncherTest)
 #include "launcher_test.moc"
