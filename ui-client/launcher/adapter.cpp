@@ -1,5 +1,7 @@
 #include "ui-client/launcher/adapter.h"
 
+#include <utility>
+
 Notify_Adapter* Notify_Adapter::GetInstance() {
     static Notify_Adapter instance;
     return &instance;
@@ -10,7 +12,6 @@ void Notify_Adapter::UpdateProgress(int total, int current) {
 }
 
 // By value, so that the receiver's queued call has a text of its own.
-// NOLINTNEXTLINE(performance-unnecessary-value-param): the callers' signature
 void Notify_Adapter::UpdateDialogText(QString text) {
-    emit sigUpdateDialogText(text);
+    emit sigUpdateDialogText(std::move(text));
 }
