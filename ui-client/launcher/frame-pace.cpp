@@ -27,6 +27,7 @@ void FramePace::holdPicture() {
 void FramePace::timerEvent(QTimerEvent* /*event*/) {
     m_picture.stop();
     m_bar->setUpdatesEnabled(true);
+    m_bar->repaint(); // at once: the next value would hold back an update that is only due
 }
 
 // The loop is about to wait anyway; events that come during this wait do not wake anybody.
