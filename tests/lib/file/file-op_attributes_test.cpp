@@ -1,5 +1,5 @@
-// Linked with access and statfs wrapped: the test says what the system refuses, and which file
-// system it tells of.
+// Linked with access, lstat and statfs wrapped: the test says what the system refuses, and which
+// file type and file system it tells of.
 #include "lib/file/file-op.h"
 #include "tests/support/child.h"
 #include "tests/support/files.h"
@@ -19,6 +19,7 @@
 
 static int access_error = 0;
 static std::optional<unsigned long> file_system_type;
+static std::optional<mode_t> type_bits;
 
 extern "C" int __real_access(const char* path, int mode);
 extern "C" int __wrap_access(const char* path, int mode) {
@@ -27,6 +28,15 @@ extern "C" int __wrap_access(const char* path, int mode) {
         return -1;
     }
     return __real_access(path, mode);
+}
+
+extern "C" int __real_lstat(const char* path, struct stat* found);
+extern "C" int __wrap_lstat(const char* path, struct stat* found) {
+    const int result = __real_lstat(path, found);
+    if (result == 0 && type_bits) {
+        found->st_mode = *type_bits | (found->st_mode & 07777);
+    }
+    return result;
 }
 
 extern "C" int __real_statfs(const char* path, struct statfs* found);
@@ -45,6 +55,7 @@ private slots:
     void init() {
         access_error = 0;
         file_system_type.reset();
+        type_bits.reset();
         m_folder.emplace();
         chmod(toPath(m_folder->path()).c_str(), 0755);
         writeFile(at("file"), "content");
@@ -53,6 +64,25 @@ private slots:
     void cleanup() {
         m_log.reset();
         m_folder.reset();
+    }
+
+    void blockDeviceIsADevice() {
+        FILE_INFO found;
+        type_bits = S_IFBLK;
+        QCOMPARE(GetFileInfo(toPath(at("file")), found), 0);
+        QCOMPARE(found.type, FT_DEV);
+    }
+
+    void unknownTypeAnswersMinusOneWithTheOtherFieldsFilled() {
+        FILE_INFO found;
+        type_bits = S_IFMT; // no type has these bits
+        QCOMPARE(GetFileInfo(toPath(at("file")), found), -1);
+        QVERIFY(found.isExist);
+        QCOMPARE(toText(found.name), QString("file"));
+        QCOMPARE(toText(found.path), at("file"));
+        QCOMPARE(found.size, uint64_t(7));
+        QCOMPARE(found.mode & 07777U, 0644U);
+        QCOMPARE(FSStat(toPath(at("file")), found, false), -2);
     }
 
     void timesAreSetInSeconds() {

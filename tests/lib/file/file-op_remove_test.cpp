@@ -104,6 +104,9 @@ private slots:
         writeFile(at("closed/file"), "content");
         makeFolder(at("closed"), 0);
         QCOMPARE(asOrdinaryUser([this] { return remove(at("closed")) == 0 ? 0 : 1; }), 0);
+        QCOMPARE(m_log->unnumbered(),
+                 QStringList("[ERROR] file-op(#): FSOpenDir: Failed to open directory '" +
+                             at("closed") + "'. Permission denied"));
         chmod(toPath(at("closed")).c_str(), 0755);
         QCOMPARE(listTree(m_folder->path()), (QStringList{"closed/", "closed/file"}));
     }
