@@ -106,6 +106,21 @@ private slots:
         QCOMPARE(m_log->unnumbered(), QStringList{ready});
     }
 
+    // The two name one folder in every run of the program.
+    void serviceBacksUpItsOwnFolderAndUnpacksIntoTheRegisteredOne() {
+        const QString own = m_tree->home(".AldaneTessel/own");
+        writeFile(own + "/old", "old");
+        FakeService service(*m_tree);
+        service.per_user_install_path = own.toUtf8().constData();
+        QStringList meanwhile;
+        service.meanwhile = [&] { meanwhile = below(); };
+        QCOMPARE(service.PrepareUserEnv(), 0);
+        QCOMPARE(meanwhile, (QStringList{"own_tmp/", "own_tmp/old"}));
+        QVERIFY(QDir(m_tree->app()).removeRecursively());
+        QCOMPARE(service.Service::ExtractPackage(), -1); // no package, but the folder is made
+        QCOMPARE(below(), QStringList("AldaneTessel.app/"));
+    }
+
     void leftoversAreSteppedOverAndSweptAway_data() {
         QTest::addColumn<int>("leftovers");
         for (int leftovers = 1; leftovers <= 9; ++leftovers) {
