@@ -11,7 +11,11 @@
 #include <QFileInfo>
 #include <QTranslator>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -23,6 +27,23 @@
 // file.
 
 namespace {
+
+/// Makes the process outlive standard streams that are missing, and writes that fail.
+void secureStreams() {
+    // In the place of a missing stream, the next file to be opened would get what is printed.
+    int null = 0;
+    do {
+        null = open("/dev/null", O_RDWR);
+    } while (null >= 0 && null <= STDERR_FILENO);
+    close(null);
+    // A failed write answers so, and an upgrade goes on or is rolled back. With a handler: what is
+    // ignored here would be ignored in the client, too.
+    for (const int number : {SIGPIPE, SIGXFSZ}) {
+        if (signal(number, [](int) {}) == SIG_IGN) {
+            signal(number, SIG_IGN);
+        }
+    }
+}
 
 /// The path of the running executable file. A program that was found through PATH has a bare name
 /// for its first argument, and one that was started without arguments has none.
@@ -91,6 +112,11 @@ void initialize_logger() {
     }
     Logger::Initialize(Logger::FILE_LOGGER, logDir + "/launcher.log", debugFile, 50,
                        Logger::ThreadSafe);
+    const QFileInfo levels(QString::fromStdString(debugFile));
+    if (levels.exists() && !levels.isFile() && !levels.isDir()) {
+        WRITE_LOG(L_WARNING, LOG_AT(119, "level file '%s' is not a regular file\n"),
+                  debugFile.c_str());
+    }
     logRegisteredPaths();
 }
 
@@ -100,6 +126,7 @@ QString getCurrentLanguageFileName() {
 }
 
 int main(int argc, char** argv) {
+    secureStreams();
     initialize_resources(argv[0]);
     QtSingleApplication application(argc, argv, true);
     initializeTesselPaths();
