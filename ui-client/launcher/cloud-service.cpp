@@ -26,7 +26,11 @@ ustring nativePath(const char* key) {
 void loadVersion(const ustring& path, Service::VersionInfo& version) {
     const QString file = QString::fromUtf8(path.c_str());
     // A FIFO in the place of the file would keep the reader waiting for ever.
-    if (!QFileInfo(file).isFile()) {
+    const QFileInfo status(file);
+    if (!status.isFile()) {
+        if (status.exists() && !status.isDir()) {
+            WRITE_LOG(L_WARNING, LOG_HERE("'%s' is not a regular file\n"), path.c_str());
+        }
         return;
     }
     QSettings info(file, QSettings::IniFormat);
