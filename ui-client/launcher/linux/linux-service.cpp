@@ -8,6 +8,7 @@
 
 #include <QProcess>
 
+#include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -54,6 +55,23 @@ void terminate(int pid) {
         waitOneSecond();
     }
     kill(pid, SIGKILL); // without a further probe
+}
+
+/// Whether this process may hold the descriptors that the start of another one takes. Where they
+/// run out half-way, QProcess can wait for ever for a process that does not exist.
+bool descriptorsSuffice() {
+    constexpr int needed = 9; // four pipes, and the new process itself
+    int held[needed];
+    int count = 0;
+    while (count < needed && (held[count] = open("/dev/null", O_RDONLY | O_CLOEXEC)) >= 0) {
+        ++count;
+    }
+    const int error = errno;
+    for (int i = 0; i < count; ++i) {
+        close(held[i]);
+    }
+    errno = error;
+    return count == needed;
 }
 
 } // namespace
@@ -134,6 +152,12 @@ bool LinuxService::PerUserBinPathExist() {
 
 int LinuxService::LaunchPerUserBin() {
     const ustring command = per_user_install_path + "/package/start-stop start";
+    if (!descriptorsSuffice()) {
+        const int error = errno;
+        WRITE_LOG(L_ERR, LOG_HERE("cannot start '%s': %s (%d)\n"), command.c_str(), strerror(error),
+                  error);
+        return 0;
+    }
     // One string, although deprecated: it is split at blanks, those of the path as well.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
