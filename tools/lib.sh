@@ -15,6 +15,8 @@ test_packages=(
     libarchive-tools zip zstd lz4 xz-utils cpio p7zip-full
     locales procps
 )
+# The fuzzer is a part of clang.
+fuzz_packages=(clang libclang-rt-14-dev)
 
 # say LINE...
 say() { printf '%s\n' "$@"; }
