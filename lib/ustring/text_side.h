@@ -58,17 +58,18 @@ public:
 
     /// Appends exactly `n` units, which may lie anywhere in the own buffer.
     void append(const Unit* s, size_t n) {
-        const size_t need = size_with(n);
-        const bool own = owns(s);
-        const size_t offset = own ? offset_of(s) : 0;
-        // A smaller buffer may not reach as far as an own source: that one is copied first.
-        if (!own || need > m_capacity) {
-            resize(need);
+        if (owns(s)) {
+            append_own(offset_of(s), n);
+        } else {
+            append_other(s, n);
         }
-        // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): what lay in the old buffer is own
-        memmove(m_text + m_length, own ? m_text + offset : s, n * sizeof(Unit));
+    }
+
+    /// The same, of units that do not lie in the own buffer.
+    void append_other(const Unit* s, size_t n) {
+        resize(size_with(n));
+        memcpy(m_text + m_length, s, n * sizeof(Unit));
         terminate(m_length + n);
-        resize(need);
     }
 
     void append(Unit unit, size_t n) {
@@ -96,6 +97,17 @@ public:
     }
 
 private:
+    void append_own(size_t offset, size_t n) {
+        const size_t need = size_with(n);
+        // A smaller buffer may not reach as far as the source: that one is copied first.
+        if (need > m_capacity) {
+            resize(need);
+        }
+        memmove(m_text + m_length, m_text + offset, n * sizeof(Unit));
+        terminate(m_length + n);
+        resize(need);
+    }
+
     // The units of the text with `n` more and the NUL.
     size_t size_with(size_t n) const {
         if (n >= SIZE_MAX - m_length) {

@@ -7,6 +7,30 @@
 #include <stdexcept>
 #include <utility>
 
+TextSide<char> ustring::utf8() {
+    return {data, data_len, data_cap};
+}
+
+TextSide<uchar16_t> ustring::utf16() const {
+    return {wdata, wdata_len, wdata_cap};
+}
+
+void ustring::realloc_data(size_t need) {
+    utf8().resize(need);
+}
+
+void ustring::realloc_wdata(size_t need) const {
+    utf16().resize(need);
+}
+
+void ustring::clear_data() {
+    utf8().terminate(0);
+}
+
+void ustring::clear_wdata() const {
+    utf16().terminate(0);
+}
+
 ustring::ustring() : ustring(Unallocated()) {
     init();
 }
@@ -57,7 +81,7 @@ void ustring::init(size_t room) {
 // A longer text gets its room at once: growing into it would cost half as much again.
 void ustring::init_with(const char* s, size_t n) {
     init(n + 1);
-    utf8().append(s, n);
+    utf8().append_other(s, n);
 }
 
 void ustring::swap(ustring& other) noexcept {
@@ -67,18 +91,6 @@ void ustring::swap(ustring& other) noexcept {
     std::swap(wdata, other.wdata);
     std::swap(wdata_len, other.wdata_len);
     std::swap(wdata_cap, other.wdata_cap);
-}
-
-TextSide<char> ustring::utf8() {
-    return {data, data_len, data_cap};
-}
-
-void ustring::realloc_data(size_t need) {
-    utf8().resize(need);
-}
-
-void ustring::clear_data() {
-    utf8().terminate(0);
 }
 
 void ustring::clear() {
@@ -94,7 +106,11 @@ ustring& ustring::replace(char from, char to) {
 ustring& ustring::append(const char* s, size_t n) {
     clear_wdata();
     TextSide<char> side = utf8();
-    side.append(s, side.taken_from(s, n));
+    if (side.owns(s)) {
+        side.append(s, side.taken_from(s, n));
+    } else {
+        side.append_other(s, strnlen(s, n));
+    }
     return *this;
 }
 

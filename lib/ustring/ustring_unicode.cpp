@@ -31,18 +31,6 @@ int32_t icu_size(size_t count) {
 
 } // namespace
 
-TextSide<uchar16_t> ustring::utf16() const {
-    return {wdata, wdata_len, wdata_cap};
-}
-
-void ustring::realloc_wdata(size_t need) const {
-    utf16().resize(need);
-}
-
-void ustring::clear_wdata() const {
-    utf16().terminate(0);
-}
-
 int ustring::convert_from_data() const {
     icu_size(data_len);
     UErrorCode status = U_ZERO_ERROR;
