@@ -1,5 +1,6 @@
 #include "tests/faults/scenario.h"
 
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -120,6 +121,9 @@ void Scenario::enter_environment() const {
     setenv("HOME", m_home.c_str(), 1);
     setenv("QT_QPA_PLATFORM", "minimal", 1);
     setenv("XDG_CACHE_HOME", (m_scratch / "cache").c_str(), 1);
+    for (const int number : {SIGTERM, SIGHUP, SIGINT}) {
+        signal(number, SIG_DFL); // as a session hands it on, which nohup does not
+    }
     if (freopen("/dev/null", "w", stdout) == nullptr ||
         freopen("/dev/null", "w", stderr) == nullptr) {
         _exit(126);

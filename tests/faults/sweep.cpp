@@ -9,6 +9,7 @@
 #include "tests/faults/scenario.h"
 
 #include <grp.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -36,7 +37,7 @@ struct Options {
 struct FaultKind {
     const char* name;
     Fault::Kind kind;
-    int error;
+    int number;
 };
 
 constexpr FaultKind kills[] = {{"killed before the call", Fault::kill_before, 0},
@@ -45,11 +46,15 @@ constexpr FaultKind errors[] = {{"ENOSPC once", Fault::fail_once, ENOSPC},
                                 {"EACCES once", Fault::fail_once, EACCES},
                                 {"EIO once", Fault::fail_once, EIO},
                                 {"EMFILE once", Fault::fail_once, EMFILE}};
+constexpr FaultKind signals[] = {{"SIGTERM", Fault::signalled, SIGTERM},
+                                 {"SIGHUP, as the session ends", Fault::signalled, SIGHUP},
+                                 {"SIGINT", Fault::signalled, SIGINT}};
 constexpr FaultKind full = {"disk full from here on", Fault::disk_full, 0};
 
 /// One point of one sweep: what was struck, and what was found afterwards.
 struct Outcome {
     std::string call;
+    bool ended = false; // by the signal that was sent
     Copy after = Copy::none;
     bool whole_after = false;
     bool told = false;
@@ -62,6 +67,7 @@ struct Outcome {
 struct Row {
     std::string name;
     int points = 0;
+    int survived = 0;
     int after[4] = {};
     int next[4] = {};
     int nothing_whole = 0;
@@ -71,11 +77,12 @@ struct Row {
 
 Outcome strike(const Scenario& user, const FaultKind& kind, int point, bool with_old_copy) {
     user.reset_home(with_old_copy);
-    const Trace struck = user.run_with({kind.kind, point, kind.error});
+    const Trace struck = user.run_with({kind.kind, point, kind.number});
     Outcome outcome;
     outcome.call = point < static_cast<int>(struck.calls.size())
                        ? struck.calls[static_cast<size_t>(point)]
                        : std::string("(not reached)");
+    outcome.ended = struck.status == 128 + kind.number;
     outcome.after = user.live();
     outcome.whole_after = user.whole_copy_exists();
     outcome.told = user.log_tells();
@@ -88,9 +95,10 @@ Outcome strike(const Scenario& user, const FaultKind& kind, int point, bool with
 }
 
 void print(std::ostream& out, int point, const Outcome& outcome) {
-    out << point << '\t' << outcome.call << '\t' << static_cast<int>(outcome.after) << '\t'
-        << outcome.whole_after << '\t' << outcome.told << '\t' << static_cast<int>(outcome.next)
-        << '\t' << outcome.whole_next << '\t' << outcome.started << '\n';
+    out << point << '\t' << outcome.call << '\t' << outcome.ended << '\t'
+        << static_cast<int>(outcome.after) << '\t' << outcome.whole_after << '\t' << outcome.told
+        << '\t' << static_cast<int>(outcome.next) << '\t' << outcome.whole_next << '\t'
+        << outcome.started << '\n';
 }
 
 /// Shares `count` pieces of work out to `jobs` processes; each appends its lines to its own file.
@@ -139,8 +147,10 @@ Row count(const std::string& name, const std::vector<std::string>& lines) {
         bool whole_next = false;
         bool told = false;
         bool started = false;
-        fields >> after >> whole_after >> told >> next >> whole_next >> started;
+        bool ended = false;
+        fields >> ended >> after >> whole_after >> told >> next >> whole_next >> started;
         ++row.points;
+        row.survived += ended ? 0 : 1;
         ++row.after[after];
         ++row.next[next];
         row.nothing_whole += !whole_after || !whole_next ? 1 : 0;
@@ -166,6 +176,13 @@ public:
             incomplete += row.points - row.next[3];
             nothing_whole += row.nothing_whole;
         }
+        int survived = 0;
+        for (const FaultKind& kind : signals) {
+            const Row row = sweep(kind, true);
+            survived += row.survived;
+            incomplete += row.points - row.next[3];
+            nothing_whole += row.nothing_whole;
+        }
         int neither = 0;
         for (const FaultKind& kind : errors) {
             const Row row = sweep(kind, true);
@@ -187,7 +204,9 @@ public:
         const int flips_lost = damaged("one bit flipped", 60);
         const int cuts_lost = damaged("cut short", 500);
         puts("\n## Figures\n\n| figure | found | must be |\n|---|---|---|");
-        broken += figure("kills after which the next start leaves an incomplete copy", incomplete);
+        broken += figure("signals that do not end the launcher", survived);
+        broken += figure("kills and signals after which the next start leaves an incomplete copy",
+                         incomplete);
         broken += figure("points at which no whole copy exists anywhere", nothing_whole);
         broken += figure("single errors after which the copy is neither old nor new", neither);
         broken += figure("full disks after which no whole copy is live", not_back);

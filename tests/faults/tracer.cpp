@@ -88,7 +88,9 @@ private:
 
     void strike(pid_t tid, const FileCall& call, const __ptrace_syscall_info& info) {
         if (m_fault.kind == Fault::fail_once) {
-            fail(tid, m_fault.error);
+            fail(tid, m_fault.number);
+        } else if (m_fault.kind == Fault::signalled) {
+            kill(m_leader, m_fault.number);
         } else if (m_fault.kind == Fault::kill_torn && call.length_argument == 2) {
             user_regs_struct registers = {};
             ptrace(PTRACE_GETREGS, tid, nullptr, &registers);

@@ -10,12 +10,13 @@ struct Fault {
         none,
         kill_before, // SIGKILL, and the call does not happen
         kill_torn,   // half of a write happens, then SIGKILL; any other call as kill_before
-        fail_once,   // the call fails with `error`, the rest goes on
-        disk_full    // this and every later call that creates or writes fails with ENOSPC
+        fail_once,   // the call fails with `number`, the rest goes on
+        disk_full,   // this and every later call that creates or writes fails with ENOSPC
+        signalled    // the signal `number` comes during the call
     };
     Kind kind = none;
     int point = -1; // counted from 0 over the mutating calls of the whole run
-    int error = 0;
+    int number = 0; // the error, or the signal
 };
 
 struct Trace {
