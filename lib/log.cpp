@@ -37,6 +37,12 @@ struct LoggerLock {
     LoggerLock& operator=(const LoggerLock&) = delete;
 };
 
+// To open one for writing is to wait for a reader, for ever where none comes.
+bool is_fifo(const std::string& path) {
+    struct stat info = {};
+    return stat(path.c_str(), &info) == 0 && S_ISFIFO(info.st_mode);
+}
+
 // A value that does not start with a number leaves 0: that component logs L_EMERG alone.
 int parse_level(const std::string& text) {
     int level = 0;
@@ -96,7 +102,7 @@ void Logger::UseStandardStream() {
 }
 
 bool Logger::OpenLogFile(const std::string& path, int rotateCount) {
-    if (path.empty()) {
+    if (path.empty() || is_fifo(path)) {
         return false;
     }
     FILE* const file = fopen(path.c_str(), "ae");

@@ -281,6 +281,17 @@ private slots:
         QVERIFY(machine.calls().last() != QString("start 1000"));
     }
 
+    void logThatIsNoneHoldsNobodyUp_data() { addKinds(); }
+    void logThatIsNoneHoldsNobodyUp() {
+        const InstalledTree machine;
+        machine.installCopy(1000);
+        machine.pack(1001);
+        makeFolder(machine.home(".AldaneTessel/log"));
+        replaceBy(machine.logFile(), QTest::currentDataTag());
+        QCOMPARE(launch(machine, [] {}).status, 0);
+        QCOMPARE(machine.calls(), QStringList{"start 1001"});
+    }
+
     void linkInThePlaceOfTheUsersFolderIsFollowed() {
         const InstalledTree machine;
         machine.logEverything();
