@@ -1,9 +1,10 @@
 // Runs commands side by side, interleaved, and prints medians with their spread and the ratios to
 // the first one. A machine that is busy with other things disturbs all of them alike.
 //
-//   compare [--rounds N] [--before COMMAND] NAME COMMAND [NAME COMMAND ...]
+//   compare [--rounds N] [--before COMMAND] [--values FILE] NAME COMMAND [NAME COMMAND ...]
 //
-// COMMAND is run by /bin/sh; --before runs before every one of them and is not measured.
+// COMMAND is run by /bin/sh; --before runs before every one of them and is not measured. FILE
+// receives a line for each NAME, for other programs: name, CPU ms, wall ms, peak MiB.
 
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -34,6 +35,7 @@ struct Contender {
 struct Options {
     int rounds = 11;
     std::string before;
+    std::string values;
     std::vector<Contender> contenders;
 };
 
@@ -102,6 +104,20 @@ void print(const std::vector<Contender>& contenders) {
     }
 }
 
+void write_values(const Options& options) {
+    FILE* const file = fopen(options.values.c_str(), "w");
+    if (file == nullptr) {
+        throw std::runtime_error("cannot write: " + options.values);
+    }
+    for (const Contender& contender : options.contenders) {
+        fprintf(file, "%s\t%.3f\t%.3f\t%.2f\n", contender.name.c_str(),
+                statistic(contender.samples, &Sample::cpu).median * 1e3,
+                statistic(contender.samples, &Sample::wall).median * 1e3,
+                statistic(contender.samples, &Sample::peak).median / 1024);
+    }
+    fclose(file);
+}
+
 Options parse(int argc, char** argv) {
     Options options;
     for (int i = 1; i + 1 < argc; i += 2) {
@@ -110,13 +126,15 @@ Options parse(int argc, char** argv) {
             options.rounds = std::max(1, atoi(argv[i + 1])); // NOLINT(cert-err34-c)
         } else if (word == "--before") {
             options.before = argv[i + 1];
+        } else if (word == "--values") {
+            options.values = argv[i + 1];
         } else {
             options.contenders.push_back({word, argv[i + 1], {}});
         }
     }
     if (options.contenders.empty()) {
         throw std::runtime_error(
-            "usage: compare [--rounds N] [--before COMMAND] NAME COMMAND [NAME COMMAND ...]");
+            "usage: compare [--rounds N] [--before COMMAND] [--values FILE] NAME COMMAND ...");
     }
     return options;
 }
@@ -136,6 +154,9 @@ int main(int argc, char** argv) {
             }
         }
         print(options.contenders);
+        if (!options.values.empty()) {
+            write_values(options);
+        }
         return 0;
     } catch (const std::exception& problem) {
         fprintf(stderr, "compare: %s\n", problem.what());
