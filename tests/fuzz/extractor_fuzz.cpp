@@ -4,6 +4,7 @@
 #include "tests/fuzz/require.h"
 #include "tests/fuzz/scratch.h"
 #include "ui-client/launcher/extractor.h"
+#include "ui-client/launcher/texts/strtab.h"
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -17,6 +18,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     const struct rlimit most = {1 << 22, 1 << 22};
     setrlimit(RLIMIT_FSIZE, &most);
     signal(SIGXFSZ, SIG_IGN);
+    StrTable::InitStrTable();
     Logger::Destroy(); // nearly every input is an error
     return 0;
 }
