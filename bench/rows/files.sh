@@ -1,8 +1,10 @@
 # shellcheck shell=bash disable=SC2154 # bench/run sets what it shares
 # File operations beside the system's commands. Sourced by bench/run.
 
-why_chunk="The file is copied in pieces of 8192 bytes, as the function promises, where \`cp\` takes
-128 KiB: \`dd bs=8k\` in the same table does no more than that, and needs as much."
+why_chunk="The file is read and written in pieces of 8192 bytes, as the function promises, where \`cp\`
+lets the kernel copy it whole; \`dd bs=8k\` in the same table does as the function does."
+why_tree="Each file is read and written in pieces of 8192 bytes and synced before it is closed, as the
+function promises; \`cp\` lets the kernel copy it whole and does not sync."
 
 measure_file_operations() {
     title "FSRemove of $many files beside rm -rf"
@@ -29,6 +31,6 @@ measure_file_operations() {
     compare --before "rm -rf $work/copy" "cp -r" "cp -r $work/client $work/copy" \
         FSCopyPath "$programs/file_work copy-tree $work/client $work/copy"
     verdict "\`FSCopyPath\` of $files files beside \`cp -r\`, CPU" \
-        "$(ratio FSCopyPath "cp -r" cpu)" "<=" 1.3 " ×" "The same pieces."
+        "$(ratio FSCopyPath "cp -r" cpu)" "<=" 1.3 " ×" "$why_tree"
     rm -rf "$work/copy"
 }

@@ -31,7 +31,7 @@ grow() {
         unpack "$programs/unpack $archive $work/out silent $4" >/dev/null
     rm -rf "$work/out" "$archive"
     local cost units=$2
-    [ "$1" = entries ] || units=$(($2 * $3 / 1048576))
+    [ "$1" = entries ] || units=$((($2 * $3 + 524288) / 1048576))
     cost=$(calculate "($(value unpack cpu) - $empty) / $4")
     printf '%s\t%s\t%s\n' "$units" "$cost" "$(value unpack peak)" >>"$work/growth-$1"
     printf '| %s | %s | %s |\n' "$units" "$cost" "$(value unpack peak)" | tell
