@@ -35,7 +35,7 @@ int simultaneousStarts(const std::string& installation, const std::string& scrat
     // The primary's client holds it until all others have seen it and ended.
     const Home home(installation, scratch,
                     "echo \"$1\" >>\"$HOME/calls\"\n"
-                    "until [ -e \"$HOME/go\" ]; do sleep 0.01; done");
+                    "while [ -d \"$HOME\" ] && [ ! -e \"$HOME/go\" ]; do sleep 0.01; done");
     const std::string go = home.path() + "/go";
     int well = 0;
     long rounds = 0;

@@ -11,11 +11,13 @@
 namespace {
 
 // A client that does not end when it is asked to, and tells that it was.
-const QByteArray stubborn = "trap 'touch \"$HOME/asked\"' TERM\ntouch \"$HOME/ready\"\n"
-                            "until [ -e \"$HOME/go\" ]; do sleep 0.05; done\n";
+const QByteArray stubborn =
+    "trap 'touch \"$HOME/asked\"' TERM\ntouch \"$HOME/ready\"\n"
+    "while [ -d \"$HOME\" ] && [ ! -e \"$HOME/go\" ]; do sleep 0.05; done\n";
 // A start-stop that tells that it was called, and goes on until it may end.
 QByteArray slowStart() {
-    return noteCall + "\ntouch \"$HOME/starting\"\nuntil [ -e \"$HOME/go\" ]; do sleep 0.05; done";
+    return noteCall + "\ntouch \"$HOME/starting\"\nwhile [ -d \"$HOME\" ] && [ ! -e \"$HOME/go\" "
+                      "]; do sleep 0.05; done";
 }
 
 class SessionProgram : public Program {

@@ -11,7 +11,7 @@ namespace {
 
 /// start-stop that tells that it ran, and goes on until the file "end" is there.
 const QByteArray tellAndWait =
-    R"(echo "$1" >>"$HOME/started"; until [ -e "$HOME/end" ]; do sleep 0.02; done)";
+    R"(echo "$1" >>"$HOME/started"; while [ -d "$HOME" ] && [ ! -e "$HOME/end" ]; do sleep 0.02; done)";
 
 /// The program on a display.
 class Program : public QProcess {
@@ -50,7 +50,10 @@ class StubbornClient : public QProcess {
 public:
     explicit StubbornClient(const InstalledTree& tree) {
         setProcessEnvironment(tree.environment());
-        start("bash", {"-c", R"(trap '' TERM; until [ -e "$HOME/go" ]; do sleep 0.02; done)"});
+        start(
+            "bash",
+            {"-c",
+             R"(trap '' TERM; while [ -d "$HOME" ] && [ ! -e "$HOME/go" ]; do sleep 0.02; done)"});
         waitForStarted();
         writeFile(tree.home(".AldaneTessel/ui.pid"), "pid=" + QByteArray::number(processId()));
     }
