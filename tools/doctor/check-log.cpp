@@ -12,7 +12,7 @@ constexpr int told_errors = 5;
 constexpr int generations = 49; // beside the live file
 constexpr char tag[] = "[ERROR] ";
 
-/// The errors of one file, the last one first; each with its time in front. Some lines lack their
+/// The errors of one file in their order; each with its time in front. Some lines lack their
 /// line feed, so that a line of the file may hold more than one.
 QStringList errorsOf(const QString& path) {
     QStringList errors;
@@ -26,19 +26,20 @@ QStringList errorsOf(const QString& path) {
         const QString time = line.left(qMax(0, at));
         while (at >= 0) {
             const int next = line.indexOf(tag, at + 1);
-            errors.prepend(time + line.mid(at, next < 0 ? -1 : next - at));
+            errors.append(time + line.mid(at, next < 0 ? -1 : next - at));
             at = next;
         }
     }
     return errors;
 }
 
+/// In their order: the line that tells the cause stands above those that follow from it.
 QStringList lastErrors(const QString& log) {
     QStringList errors = errorsOf(log);
     for (int number = 0; number < generations && errors.size() < told_errors; ++number) {
-        errors += errorsOf(QString("%1_%2").arg(log).arg(number));
+        errors = errorsOf(QString("%1_%2").arg(log).arg(number)) + errors;
     }
-    return errors.mid(0, told_errors);
+    return errors.mid(qMax(0, errors.size() - told_errors));
 }
 
 } // namespace

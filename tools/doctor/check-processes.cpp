@@ -63,11 +63,11 @@ void checkProcess(int pid, const Patient& patient, Findings& findings) {
     }
     const QString told = QString("process %1, %2").arg(pid).arg(programOf(process));
     if (!isClient(process, patient)) {
-        findings.fault(
-            "client",
-            QString("ui.pid names %1, which is not the user's client: an upgrade ends it")
-                .arg(told),
-            remedy);
+        findings.fault("client",
+                       QString("ui.pid names %1, which is not the user's client: an upgrade "
+                               "signals it")
+                           .arg(told),
+                       remedy);
         return;
     }
     findings.fact("client", "runs: " + told);

@@ -19,8 +19,11 @@ QString decision(const Patient& patient) {
     if (patient.needsUpgrade) {
         return "the next start upgrades: the packaged build is above the installed one";
     }
-    return "the next start only starts the client: the packaged build is not above the installed "
-           "one";
+    const bool isBelow = patient.packagedBuild.toInt() < patient.live.build.toInt();
+    return isBelow ? "the next start only starts the client: the packaged build is below the "
+                     "installed one, and no launcher goes back"
+                   : "the next start only starts the client: the packaged build is not above the "
+                     "installed one";
 }
 
 } // namespace

@@ -13,6 +13,8 @@ void checkInstallation(const QString& root, const PackageContents& package, Find
 /// The level switch file of the log.
 void checkVerbosity(const QString& root, Findings& findings);
 
+/// Whether the home's user may enter the installation and run what is in it.
+void checkReach(const Patient& patient, Findings& findings);
 /// Both versions, and what the next start does.
 void checkVersions(const Patient& patient, Findings& findings);
 /// Whether a launcher runs.

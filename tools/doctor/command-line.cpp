@@ -98,7 +98,8 @@ Command parseCommandLine(const QStringList& arguments) {
     const QCommandLineOption json("json", "Answer in JSON.");
     const QCommandLineOption fix("repair", "Offer a repair that loses nothing; see below.");
     const QCommandLineOption errors("errors",
-                                    "List every error line of the log with cause and remedy.");
+                                    "List every error line that the launcher can write, with cause "
+                                    "and remedy.");
     parser.addOptions({home, root, all, json, fix, errors});
     if (!parser.parse(arguments)) {
         return unusable(parser.errorText());

@@ -28,6 +28,7 @@ Report::Home examineHome(const Patient& patient) {
     home.path = patient.home;
     home.user = userName(patient.owner);
     home.nextStart = nextStart(patient);
+    checkReach(patient, home.findings);
     checkVersions(patient, home.findings);
     checkLauncher(patient, home.findings);
     checkClient(patient, home.findings);

@@ -26,6 +26,9 @@ private slots:
     void faultIsFound();
     void nextStartIsTold_data();
     void nextStartIsTold();
+    void lowerPackagedBuildIsNamed();
+    void installationThatIsClosedToTheUserIsNamed_data();
+    void installationThatIsClosedToTheUserIsNamed();
     void runningLauncherIsSeen();
     void liveProcessThatIsNoClientIsNamed();
     void errorsOfAWholeCopyAreFactsAlone();
@@ -214,6 +217,50 @@ void DoctorTest::nextStartIsTold() {
     QVERIFY(first["healthy"].toBool());
 }
 
+void DoctorTest::lowerPackagedBuildIsNamed() {
+    shell("sed -i s/=5/=6/ home/.AldaneTessel/AldaneTessel.app/INFO");
+    const Answer answer = run({});
+    QVERIFY2(answer.out.contains("the packaged build is below the installed one"),
+             qPrintable(answer.out));
+    QCOMPARE(answer.status, 0);
+}
+
+void DoctorTest::installationThatIsClosedToTheUserIsNamed_data() {
+    QTest::addColumn<QString>("mode");
+    QTest::addColumn<QString>("place");
+    QTest::newRow("tree") << "750"
+                          << "R";
+    QTest::newRow("folder of the programs") << "700"
+                                            << "R/bin";
+    QTest::newRow("launcher") << "700"
+                              << "R/bin/launcher";
+    QTest::newRow("folder of the package") << "700"
+                                           << "R/package";
+    QTest::newRow("plug-ins that cannot be listed") << "711"
+                                                    << "R/lib/plugins/platforms";
+    QTest::newRow("plug-in") << "600"
+                             << "R/lib/plugins/platforms/libqxcb.so";
+    QTest::newRow("folder above") << "700"
+                                  << ".";
+}
+
+void DoctorTest::installationThatIsClosedToTheUserIsNamed() {
+    if (geteuid() != 0) {
+        QSKIP("only root can give a home to another user");
+    }
+    QFETCH(QString, mode);
+    QFETCH(QString, place);
+    shell("chmod 755 . R/bin/launcher; chown -R 65534:65534 home");
+    QCOMPARE(run({}).status, 0);
+    shell("chmod " + mode + ' ' + place);
+    const Answer answer = run({});
+    const QString path = QFileInfo(m_folder->filePath(place)).canonicalFilePath();
+    QVERIFY2(answer.out.contains("FAULT  installation: " + path + " is closed to this user"),
+             qPrintable(answer.out));
+    QCOMPARE(answer.out.count("is closed to this user"), 1);
+    QCOMPARE(answer.status, 1);
+}
+
 void DoctorTest::runningLauncherIsSeen() {
     const QString path = home(QString(".AldaneTessel/launcher-%1.lock").arg(getuid()));
     writeFile(path, "", 0600);
@@ -251,6 +298,10 @@ void DoctorTest::errorsOfAWholeCopyAreFactsAlone() {
     QVERIFY2(answer.out.contains("remedy: a package with ASCII names"), qPrintable(answer.out));
     QVERIFY(answer.out.contains("remedy: see that line; the user's old copy is back"));
     QVERIFY(answer.out.contains("remedy: as they say"));
+    // In the order of the log: what caused it stands above what followed.
+    QVERIFY(answer.out.indexOf("archive_entry_pathname") <
+            answer.out.indexOf("rollback to old installation"));
+    QVERIFY(answer.out.indexOf("launcher(100)") < answer.out.indexOf("archive_entry_pathname"));
 }
 
 void DoctorTest::controlCharactersDoNotReachTheTerminal() {
