@@ -45,8 +45,6 @@ private slots:
     void repairKeepsABackupThatMayStillBeWanted();
     void repairIsRefusedWhileALauncherRuns();
 
-    void everyErrorLineOfTheSourcesIsKnown();
-
 private:
     struct Answer {
         int status = -1;
@@ -410,26 +408,6 @@ void DoctorTest::repairIsRefusedWhileALauncherRuns() {
     QCOMPARE(answer.status, 1);
     QVERIFY(answer.out.contains("Refused: a launcher runs."));
     QCOMPARE(snapshot(), before);
-}
-
-void DoctorTest::everyErrorLineOfTheSourcesIsKnown() {
-    // The text of every L_ERR line, adjacent literals joined, its line feed taken off.
-    const QByteArray printed = runCommand(R"sh(
-        perl -0777 -ne '($s) = /LOG_SOURCE "(.*?)"/;
-            while (/WRITE_LOG\(\s*L_ERR,\s*LOG_(?:AT\([^,]*,|HERE\()\s*((?:"[^"]*"\s*)+)/g) {
-                $t = $1; $t =~ s/"\s*"//g; $t =~ s/^"|"\s*$//g; $t =~ s/\\n$//;
-                print "$s: $t\n" }' $(find lib libui libcommon ui-client -name '*.cpp'))sh",
-                                          TESSEL_SOURCES);
-    QStringList lines = QString::fromUtf8(printed).split('\n', Qt::SkipEmptyParts);
-    QVERIFY(lines.size() > 40);
-    QStringList known;
-    for (const doctor::KnownError& error : doctor::knownErrors()) {
-        known << QString("%1: %2").arg(error.source, error.format);
-    }
-    lines.removeDuplicates();
-    lines.sort();
-    known.sort();
-    QCOMPARE(known, lines);
 }
 
 QTEST_GUILESS_MAIN(DoctorTest)
