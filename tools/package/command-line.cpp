@@ -35,7 +35,8 @@ Packs a client for the launcher, and says whether a package will install.
   tessel-package check [options] FILE
       Applies the same rules to a finished package, that of the tree R or the
       archive FILE, unpacks it with the launcher's own code, and compares every
-      name, content, link and run bit. For R also: R/INFO equals the one inside.
+      name, content, link and run bit. For R also: R/INFO equals the one inside,
+      and every user may read both. Ends with the line "sound" or "not sound".
 
 What a client must bring:
   INFO                  INI text; group "Version" with build_version=N, N from 1

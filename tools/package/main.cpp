@@ -39,7 +39,7 @@ Outcome run(const Command& command) {
     return checker.check();
 }
 
-int report(const Outcome& outcome) {
+int report(const Command& command, const Outcome& outcome) {
     for (const std::string& note : outcome.notes) {
         complain("note: " + package::printable(note));
     }
@@ -48,6 +48,9 @@ int report(const Outcome& outcome) {
     }
     if (outcome.summary) {
         fputs(package::toText(*outcome.summary).c_str(), stdout);
+    }
+    if (command.kind == Command::Check) {
+        puts(outcome.findings.empty() ? "sound" : "not sound");
     }
     return outcome.findings.empty() ? done : refused;
 }
@@ -74,5 +77,5 @@ int main(int argc, char** argv) {
         fputs(command.text.toUtf8().constData(), stdout);
         return done;
     }
-    return report(run(command));
+    return report(command, run(command));
 }

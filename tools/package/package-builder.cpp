@@ -15,6 +15,8 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <utility>
 
@@ -53,6 +55,10 @@ Entry* findInfo(Entries& entries) {
     return info == entries.end() ? nullptr : &*info;
 }
 
+std::optional<int> buildOf(const std::string& info) {
+    return buildNumber(readVersionRecord(info).build);
+}
+
 std::string inLowerCase(std::string name) {
     for (char& byte : name) {
         byte = byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
@@ -71,8 +77,10 @@ Outcome PackageBuilder::build() {
     if (m_outcome.findings.empty()) {
         noteHardLinks();
         noteNamesThatDifferInCase();
+        const std::string replaced = digestUnderNoLowerBuild();
         if (writePackage()) {
             m_outcome.summary = summarise(m_entries, m_root + packageFile);
+            noteBuildNotRaised(replaced);
         }
     }
     return std::move(m_outcome);
@@ -108,6 +116,29 @@ void PackageBuilder::noteNamesThatDifferInCase() {
                                       "': one name where a home folder does not tell case");
             return;
         }
+    }
+}
+
+std::string PackageBuilder::digestUnderNoLowerBuild() {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(m_root + infoFile, error) ||
+        std::filesystem::file_size(m_root + infoFile, error) > lookedIntoLimit) {
+        return {};
+    }
+    std::ifstream file(m_root + infoFile, std::ios::binary);
+    const std::string info{std::istreambuf_iterator<char>(file), {}};
+    const std::optional<int> old = buildOf(info);
+    return old && *old >= buildOf(findInfo(m_entries)->content) ? digestOfFile(m_root + packageFile)
+                                                                : std::string();
+}
+
+// The usual slip: a changed client under a number that the users have already. It may be meant, in
+// a tree that nobody has installed from yet.
+void PackageBuilder::noteBuildNotRaised(const std::string& replaced) {
+    if (!replaced.empty() && replaced != m_outcome.summary->digest) {
+        m_outcome.notes.push_back("another package of no lower build was replaced: whoever has "
+                                  "that one does not get build " +
+                                  m_outcome.summary->build + "; raise build_version");
     }
 }
 

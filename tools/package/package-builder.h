@@ -28,6 +28,9 @@ private:
     void readClient();
     void noteHardLinks();
     void noteNamesThatDifferInCase();
+    /// The digest of the package in place, where its build is not below the one to be written.
+    std::string digestUnderNoLowerBuild();
+    void noteBuildNotRaised(const std::string& replaced);
     bool writePackage();
     bool writeInto(AsideFile& file);
     bool writeInto(AsideFile& file, const std::string& text);

@@ -10,6 +10,7 @@
 
 #include <QObject>
 
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 
 #include <algorithm>
@@ -109,6 +110,7 @@ Outcome PackageChecker::check() {
         m_outcome.findings.insert(m_outcome.findings.end(), judged.begin(), judged.end());
         m_outcome.summary = summarise(entries, m_package);
         compareInfo(entries);
+        checkModes();
     }
     // A package that breaks a rule could write outside the folder that it is unpacked into.
     if (m_outcome.findings.empty()) {
@@ -134,6 +136,21 @@ void PackageChecker::compareInfo(const Entries& entries) {
             {*m_info, file ? "it differs from the INFO in the package" : "it cannot be read",
              "build the package again, which writes both"});
     }
+}
+
+void PackageChecker::checkModes() {
+    if (!m_info) {
+        return; // a package that lies anywhere may be as closed as it likes
+    }
+    const auto needsRight = [this](const std::string& path, mode_t right, const char* remedy) {
+        struct stat status = {};
+        if (stat(path.c_str(), &status) == 0 && (status.st_mode & right) != right) {
+            m_outcome.findings.push_back({path, "not every user may read it", remedy});
+        }
+    };
+    needsRight(std::filesystem::path(m_package).parent_path(), S_IXOTH, "chmod a+rx");
+    needsRight(m_package, S_IROTH, "chmod a+r");
+    needsRight(*m_info, S_IROTH, "chmod a+r");
 }
 
 void PackageChecker::unpack(const Entries& entries) {

@@ -14,7 +14,8 @@ public:
     /// \param package the archive.
     explicit PackageChecker(std::string package);
 
-    /// The INFO beside the package, which must equal the one inside byte by byte.
+    /// The INFO beside the package, which must equal the one inside byte by byte. Both are then an
+    /// installation's, and every user must be able to read them.
     void setInfo(const std::string& path) { m_info = path; }
     void setNewerThan(std::optional<int> build) { m_newerThan = build; }
 
@@ -25,6 +26,7 @@ public:
 
 private:
     void compareInfo(const Entries& entries);
+    void checkModes();
     void unpack(const Entries& entries);
 
     const std::string m_package;

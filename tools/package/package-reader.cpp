@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -121,8 +122,16 @@ private:
 
     bool open(archive* reader) {
         archive_read_support_filter_all(reader);
-        return archive_read_open_filename(reader, m_path.c_str(), readingBlock) == ARCHIVE_OK ||
-               refuse(m_path, reader);
+        if (archive_read_open_filename(reader, m_path.c_str(), readingBlock) == ARCHIVE_OK) {
+            return true;
+        }
+        const int error = archive_errno(reader);
+        if (error == ENOENT || error == EACCES) { // libarchive's text keeps these to itself
+            m_reading.findings.push_back(
+                {m_path, std::string("it cannot be read: ") + strerror(error), buildAgain});
+            return false;
+        }
+        return refuse(m_path, reader);
     }
 
     void readEntries() {
