@@ -14,6 +14,7 @@ test_packages=(
     xvfb libx11-dev xdotool imagemagick openbox
     libarchive-tools zip zstd lz4 xz-utils cpio p7zip-full
     locales procps
+    desktop-file-utils appstream man-db
 )
 # The fuzzer is a part of clang.
 fuzz_packages=(clang libclang-rt-14-dev)
