@@ -1,25 +1,21 @@
-#include "tests/support/command.h"
 #include "tests/support/files.h"
+#include "tests/tools/doctor/doctor-fixture.h"
 #include "tools/doctor/known-errors.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <memory>
-
 /// The program over real homes. Each test starts from a healthy home and spoils one thing.
-class DoctorTest : public QObject {
+class DoctorTest : public QObject, protected DoctorFixture {
     Q_OBJECT
 
 private slots:
-    void init();
+    void init() { make(); }
 
     void healthyHomeAnswersZeroAndChangesNothing();
     void faultIsFound_data();
@@ -44,58 +40,7 @@ private slots:
     void repairKeepsABackupThatMayStillBeWanted_data();
     void repairKeepsABackupThatMayStillBeWanted();
     void repairIsRefusedWhileALauncherRuns();
-
-private:
-    struct Answer {
-        int status = -1;
-        QString out;
-        QString err;
-    };
-    Answer run(const QStringList& more, const QByteArray& input = QByteArray()) const;
-    QString home(const QString& relative) const { return m_folder->filePath("home/" + relative); }
-    QString app(const QString& relative) const {
-        return home(".AldaneTessel/AldaneTessel.app/" + relative);
-    }
-    void shell(const QString& script) const { runCommand(script, m_folder->path()); }
-    QByteArray snapshot() const;
-
-    std::unique_ptr<QTemporaryDir> m_folder;
 };
-
-/// Names, kinds, modes, sizes and times of modification of all there is.
-QByteArray DoctorTest::snapshot() const {
-    return runCommand("find . -printf '%p %y %m %s %T@ %l\\n' | sort", m_folder->path());
-}
-
-DoctorTest::Answer DoctorTest::run(const QStringList& more, const QByteArray& input) const {
-    QProcess process;
-    process.start(DOCTOR_PROGRAM, QStringList{"--home", m_folder->filePath("home"),
-                                              "--installation", m_folder->filePath("R")} +
-                                      more);
-    process.write(input);
-    process.closeWriteChannel();
-    Answer answer;
-    if (process.waitForFinished() && process.exitStatus() == QProcess::NormalExit) {
-        answer.status = process.exitCode();
-    }
-    answer.out = process.readAllStandardOutput();
-    answer.err = process.readAllStandardError();
-    return answer;
-}
-
-void DoctorTest::init() {
-    m_folder = std::make_unique<QTemporaryDir>();
-    shell(R"(
-        mkdir -p R/bin R/lib/plugins/platforms R/package R/log client/bin client/package
-        touch R/bin/launcher R/lib/plugins/platforms/libqxcb.so
-        printf '[Version]\nbuild_version=5\n' >client/INFO
-        printf '#!/bin/sh\n' | tee client/bin/cloud-tessel-ui >client/package/start-stop
-        chmod +x R/bin/launcher client/bin/cloud-tessel-ui client/package/start-stop
-        (cd client && bsdtar -c --zstd -f ../R/package/skylark.tpx bin package INFO)
-        cp client/INFO R/INFO
-        mkdir -p home/.AldaneTessel/log
-        cp -a client home/.AldaneTessel/AldaneTessel.app)");
-}
 
 void DoctorTest::healthyHomeAnswersZeroAndChangesNothing() {
     const QByteArray before = snapshot();
