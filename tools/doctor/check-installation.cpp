@@ -53,10 +53,14 @@ void checkInfo(const QString& root, const PackageContents& package, Findings& fi
     }
 }
 
-void needProgram(const char* name, const PackageContents& package, Findings& findings) {
-    const PackageContents::Entry* entry = package.find(name);
-    if (entry == nullptr || (entry->type == S_IFREG && (entry->permissions & S_IXUSR) == 0)) {
-        findings.fault("package", QString("it holds no runnable '%1'").arg(name), soundPackage);
+void tellBrokenRules(const QStringList& lines, Findings& findings) {
+    constexpr int told = 5;
+    for (const QString& line : lines.mid(0, told)) {
+        findings.fault("package", line, soundPackage);
+    }
+    if (lines.size() > told) {
+        findings.fault("package", QString("%1 more broken rules").arg(lines.size() - told),
+                       "tessel-package check tells them all");
     }
 }
 
@@ -77,8 +81,7 @@ void checkInstallation(const QString& root, const PackageContents& package, Find
         findings.fault("package", "package/skylark.tpx is not readable for all users",
                        "chmod o+r " + file);
     }
-    needProgram("bin/cloud-tessel-ui", package, findings);
-    needProgram("package/start-stop", package, findings);
+    tellBrokenRules(package.brokenRules, findings);
     findings.fact("package", QString("readable to its end: %1 entries, %2 unpacked")
                                  .arg(package.entries.size())
                                  .arg(sizeText(package.bytes)));

@@ -1,31 +1,26 @@
 #pragma once
 
+#include "tools/package/entry.h"
+
 #include <QByteArray>
 #include <QString>
-
-#include <sys/types.h>
+#include <QStringList>
 
 #include <cstdint>
-#include <vector>
 
 namespace doctor {
 
-/// What the installed package holds, read to its end as the launcher reads it.
+/// What the installed package holds, read to its end and judged as `tessel-package check` does, all
+/// but the unpacking.
 struct PackageContents {
-    struct Entry {
-        QString name;    // below the client's folder
-        mode_t type = 0; // S_IFREG, S_IFDIR, S_IFLNK
-        mode_t permissions = 0;
-        uint64_t size = 0;
-    };
-    std::vector<Entry> entries;
-    uint64_t bytes = 0; // of all files, unpacked
-    QByteArray info;    // the content of its INFO
-    QString trouble;    // why the launcher would fail with it; empty where nothing speaks so
+    package::Entries entries;
+    uint64_t bytes = 0;      // of all files, unpacked
+    QByteArray info;         // the content of its INFO
+    QString trouble;         // why the launcher would fail with it; empty where nothing speaks so
+    QStringList brokenRules; // a line each; users may get a client that does not work, or heal
 
+    /// Whether the launcher would unpack it.
     bool isSound() const { return trouble.isEmpty(); }
-    /// The entry `name`; null where there is none.
-    const Entry* find(const QString& name) const;
 };
 
 /// Reads names and data of the package at `file`, so that every checksum is looked at. Blocks on

@@ -58,18 +58,22 @@ void needProgram(const char* name, Copy& copy) {
 }
 
 /// Whether the entry stands in the folder as the package would write it, content aside.
-bool standsIn(const QString& folder, const PackageContents::Entry& entry) {
+bool standsIn(const QString& folder, const package::Entry& entry) {
     struct stat status {};
-    if (!statOf(folder + '/' + entry.name, status) || (status.st_mode & S_IFMT) != entry.type) {
+    if (!statOf(folder + '/' + QString::fromStdString(entry.name), status)) {
         return false;
     }
-    const bool lacksRunBit = (entry.permissions & S_IXUSR & ~status.st_mode) != 0;
-    return entry.type != S_IFREG ||
-           (!lacksRunBit && static_cast<uint64_t>(status.st_size) == entry.size);
+    if (entry.kind != package::Entry::File) {
+        const mode_t type = entry.kind == package::Entry::Folder ? S_IFDIR : S_IFLNK;
+        return (status.st_mode & S_IFMT) == type;
+    }
+    const bool lacksRunBit = (entry.mode & S_IXUSR & ~status.st_mode) != 0;
+    return S_ISREG(status.st_mode) && !lacksRunBit &&
+           static_cast<uint64_t>(status.st_size) == entry.size;
 }
 
 bool equalsPackage(const Copy& copy, const PackageContents& package) {
-    for (const PackageContents::Entry& entry : package.entries) {
+    for (const package::Entry& entry : package.entries) {
         if (!standsIn(copy.path, entry)) {
             return false;
         }
@@ -120,7 +124,7 @@ Copy look(const QString& path, const Patient& patient) {
         if (!equalsPackage(copy, patient.package)) {
             copy.lacking << "entries of the package of the same build";
         }
-        copy.isVerified = copy.isComplete();
+        copy.isVerified = copy.isComplete() && patient.package.brokenRules.isEmpty();
     }
     measure(patient.owner, copy);
     return copy;

@@ -30,7 +30,7 @@ void DoctorFixture::make() {
         printf '[Version]\nbuild_version=5\n' >client/INFO
         printf '#!/bin/sh\n' | tee client/bin/cloud-tessel-ui >client/package/start-stop
         chmod +x R/bin/launcher client/bin/cloud-tessel-ui client/package/start-stop
-        (cd client && bsdtar -c --zstd -f ../R/package/skylark.tpx bin package INFO)
+        (cd client && bsdtar -c --zstd -f ../R/package/skylark.tpx package bin INFO)
         cp client/INFO R/INFO
         mkdir -p home/.AldaneTessel/log
         cp -a client home/.AldaneTessel/AldaneTessel.app)");

@@ -77,7 +77,12 @@ void DoctorTest::faultIsFound_data() {
         "cd client; ln INFO twin; bsdtar -cf ../R/package/skylark.tpx bin package INFO twin",
         "package", "hard link");
     row("package without a script", "cd client; bsdtar -cf ../R/package/skylark.tpx bin INFO",
-        "package", "no runnable 'package/start-stop'");
+        "package", "'package/start-stop': it is missing");
+    row("package with INFO first",
+        "cd client; bsdtar -cf ../R/package/skylark.tpx INFO package bin", "package", "'INFO': ");
+    row("package with many broken rules",
+        "cd client; mkfifo {1..7}; bsdtar -cf ../R/package/skylark.tpx ? package bin INFO",
+        "package", "2 more broken rules");
     row("malformed switch", "echo nonsense >R/log/launcher.debug", "verbosity", "malformed");
     row("switch without a number", "echo a=b >R/log/launcher.debug", "verbosity", "silences");
     row("pid of nobody", "echo pid=99999999 >home/.AldaneTessel/ui.pid", "client", "does not live");
