@@ -20,6 +20,8 @@ private slots:
     void repairRefusesAForeignHome();
     void everyFaultInJsonHasItsRemedy();
     void allUsersAreThoseOfTheUserTableWithAFolder();
+    void diskThatIsTooSmallForAnUpgradeIsFound_data();
+    void diskThatIsTooSmallForAnUpgradeIsFound();
 };
 
 void DoctorUsersTest::foreignThingIsFound_data() {
@@ -96,6 +98,37 @@ void DoctorUsersTest::allUsersAreThoseOfTheUserTableWithAFolder() {
     QCOMPARE(homes.size(), 1);
     QCOMPARE(homes.at(0).toObject()["home"].toString(), m_folder->filePath("home"));
     QCOMPARE(process.exitCode(), 0);
+}
+
+void DoctorUsersTest::diskThatIsTooSmallForAnUpgradeIsFound_data() {
+    QTest::addColumn<QString>("options");
+    QTest::addColumn<bool>("isFound");
+    QTest::newRow("blocks") << "size=1m" << true;
+    QTest::newRow("inodes") << "size=9m,nr_inodes=2" << true;
+    QTest::newRow("neither") << "size=9m" << false;
+}
+
+// A disk of the test's own in the home's place, seen by the program alone.
+void DoctorUsersTest::diskThatIsTooSmallForAnUpgradeIsFound() {
+    if (geteuid() != 0) {
+        QSKIP("only root can mount a disk");
+    }
+    QFETCH(QString, options);
+    QFETCH(bool, isFound);
+    shell("cd client; head -c 2M /dev/zero >bin/large; "
+          "bsdtar -cf ../R/package/skylark.tpx package bin INFO");
+    QProcess process;
+    process.setWorkingDirectory(m_folder->path());
+    process.start("unshare", {"--mount", "sh", "-c",
+                              "mount -t tmpfs -o " + options +
+                                  " none home && "
+                                  "exec \"$0\" --installation R --home home",
+                              DOCTOR_PROGRAM});
+    QVERIFY(process.waitForFinished());
+    const QByteArray told = process.readAllStandardOutput();
+    QVERIFY2(told.contains("unpacking the package takes 2.0 MiB"), told);
+    QCOMPARE(told.contains("free space on the disk of the home folder"), isFound);
+    QCOMPARE(told.contains("out of inodes"), options.contains("nr_inodes"));
 }
 
 QTEST_GUILESS_MAIN(DoctorUsersTest)
