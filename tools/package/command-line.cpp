@@ -68,6 +68,7 @@ Exit status:
 
 Environment:
   TMPDIR  where check unpacks; /var/tmp without it. It needs the client's size.
+          What a killed check left there goes with the next one's work.
 
 Examples:
   tessel-package build ~/client /opt/Aldane/AldaneTessel

@@ -3,6 +3,7 @@
 #include "tools/package/layout.h"
 #include "tools/package/progress.h"
 #include "tools/package/rules.h"
+#include "tools/package/scratch-folder.h"
 #include "tools/package/tree-compare.h"
 #include "ui-client/launcher/adapter.h"
 #include "ui-client/launcher/extractor.h"
@@ -11,13 +12,9 @@
 #include <QObject>
 
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <clocale>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -26,38 +23,6 @@
 namespace package {
 
 namespace {
-
-/// A folder of its own, which goes with it.
-class ScratchFolder {
-public:
-    ScratchFolder() {
-        const char* base = getenv("TMPDIR");
-        // Not /tmp, which often lies in memory: a client may have gigabytes.
-        m_path = std::string(base != nullptr && *base != '\0' ? base : "/var/tmp") +
-                 "/tessel-package.XXXXXX";
-        m_isMade = mkdtemp(&m_path[0]) != nullptr;
-    }
-    ~ScratchFolder() {
-        std::error_code error;
-        if (m_isMade) {
-            std::filesystem::remove_all(m_path, error);
-        }
-    }
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-    bool isMade() const { return m_isMade; }
-    const std::string& path() const { return m_path; }
-    uint64_t freeBytes() const {
-        struct statvfs info = {};
-        statvfs(m_path.c_str(), &info);
-        return static_cast<uint64_t>(info.f_bavail) * info.f_frsize;
-    }
-
-private:
-    std::string m_path;
-    bool m_isMade = false;
-};
 
 /// The hardest locale that a user's session can have: no name passes that is not plain.
 class CLocale {
@@ -158,7 +123,7 @@ void PackageChecker::unpack(const Entries& entries) {
     const char* const remedy = "set TMPDIR to a folder with enough room";
     if (!scratch.isMade()) {
         m_outcome.findings.push_back(
-            {scratch.path(), std::string("it cannot be made: ") + strerror(errno), remedy});
+            {scratch.path(), "it cannot be made: " + scratch.trouble(), remedy});
         return;
     }
     const uint64_t needed = totalBytes(entries);
