@@ -178,6 +178,16 @@ int extractEntry(archive* reader, archive_entry* entry, archive* writer) {
     return archive_read_extract2(reader, entry, writer);
 }
 
+/// Whether as many entries came as were counted: an archive that is written over meanwhile may end
+/// early without an error, and half a client must not pass for a whole one.
+bool isWhole(int done, int total) {
+    if (done < total) {
+        WRITE_LOG(L_ERR, LOG_HERE("the archive ended after %d of %d entries\n"), done, total);
+        return false;
+    }
+    return true;
+}
+
 /// Unpacks all that is left to read. \return 0 at the end of the archive; -1 after a logged
 /// failure.
 int extractEntries(archive* reader, archive* writer, const ustring& target, int total) {
@@ -185,7 +195,7 @@ int extractEntries(archive* reader, archive* writer, const ustring& target, int 
         archive_entry* entry = nullptr;
         const int result = archive_read_next_header(reader, &entry);
         if (result == ARCHIVE_EOF) {
-            return 0;
+            return isWhole(done - 1, total) ? 0 : -1;
         }
         // A warning counts as a failure, here and below: half a client is worse than the old one.
         if (result != ARCHIVE_OK) {

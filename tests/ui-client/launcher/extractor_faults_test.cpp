@@ -13,6 +13,8 @@
 #include <archive.h>
 #include <archive_entry.h>
 
+#include <unistd.h>
+
 #include <memory>
 
 namespace {
@@ -24,6 +26,7 @@ struct Calls {
     int failingOpen = 0;
     int failingFinish = 0;
     int failingExtract = 0;
+    bool isEmptiedAtUnpacking = false;
     bool nameless = false;
 
     int readerNew = 0;
@@ -60,6 +63,9 @@ int __wrap_archive_read_open_filename(archive* reader, const char* path, size_t 
     calls.blockSizes << block;
     if (++calls.open == calls.failingOpen) {
         archive_set_error(reader, ENOENT, "gone meanwhile");
+        return ARCHIVE_FATAL;
+    }
+    if (calls.isEmptiedAtUnpacking && calls.open == 2 && truncate(path, 0) != 0) {
         return ARCHIVE_FATAL;
     }
     return __real_archive_read_open_filename(reader, path, block);
@@ -204,6 +210,13 @@ private slots:
         QCOMPARE(extractor().Extract(), -1);
         QCOMPARE(m_log->lines(), QStringList{"[ERROR] extractor(189): Failed to read file '" +
                                              path("p.tar") + "' ('gone meanwhile')"});
+    }
+
+    void archiveThatIsEmptiedAfterTheCountFails() {
+        calls.isEmptiedAtUnpacking = true;
+        QCOMPARE(extractor().Extract(), -1);
+        QCOMPARE(m_log->unnumbered(),
+                 QStringList("[ERROR] extractor(#): the archive ended after 0 of 2 entries"));
     }
 
     void entryWithoutNameFailsInALineWithoutEnd() {
