@@ -104,7 +104,7 @@ private slots:
     }
 
     // Some bits of a frame's header, as that of the window's size, change nothing that is unpacked.
-    void everyFlippedBitThatMattersIsNoticed() {
+    void flippedBitThatMattersIsNoticed() {
         const ClientFixture fixture;
         QCOMPARE(linesOf(fixture.build()), QStringList());
         const QByteArray sound = readFile(fixture.archive());
