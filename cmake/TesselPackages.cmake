@@ -18,13 +18,19 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_VERBATIM_VARIABLES ON)
 
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-# Each client makes a version of its own, so that the package manager upgrades to it.
+# The client's build number, so that the package manager upgrades to a newer client.
 set(CPACK_DEBIAN_PACKAGE_RELEASE ${TESSEL_CLIENT_BUILD})
+if(TESSEL_CLIENT)
+  file(STRINGS ${TESSEL_CLIENT}/INFO build REGEX "^build_version=[0-9]+$")
+  string(REPLACE "build_version=" "" CPACK_DEBIAN_PACKAGE_RELEASE "${build}")
+endif()
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS qtwayland5)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
-  ${PROJECT_SOURCE_DIR}/packaging/debian/postinst ${PROJECT_SOURCE_DIR}/packaging/debian/prerm)
+  ${PROJECT_SOURCE_DIR}/packaging/debian/preinst
+  ${PROJECT_SOURCE_DIR}/packaging/debian/postinst
+  ${PROJECT_SOURCE_DIR}/packaging/debian/prerm)
 
 set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/packaging/generator.cmake)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/stage.cmake)

@@ -5,6 +5,9 @@ foreach(folder ${folders})
   file(CREATE_LINK ${CPACK_TESSEL_QT_PLUGINS}/${folder} ${tree}/lib/plugins/${folder} SYMBOLIC)
 endforeach()
 
+# Put in its place once the package is checked, by the step after the installation.
+file(RENAME ${tree}/INFO ${tree}/package/INFO)
+
 # What the desktop and the manual find only where they look for it.
 set(share ${stage}/usr/share)
 set(from ${CPACK_TESSEL_SOURCES}/packaging)
