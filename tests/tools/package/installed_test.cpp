@@ -1,8 +1,14 @@
 #include "tests/tools/package/client-fixture.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QTest>
 
-/// What concerns the tree that a package is installed in, not the package.
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+/// What concerns the tree that a package is installed in, and what no archive brings.
 class InstalledTest : public QObject {
     Q_OBJECT
 
@@ -16,6 +22,21 @@ private slots:
                           line.arg(fixture.root("package"), "x"), line.arg(fixture.archive(), "")};
         QCOMPARE(linesOf(fixture.checkTree()), lines);
         QCOMPARE(linesOf(fixture.checkPackage()), QStringList());
+    }
+
+    void socketInTheClientIsRefused() {
+        const ClientFixture fixture;
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        qstrncpy(address.sun_path, QFile::encodeName(fixture.client("lib/s")).constData(),
+                 sizeof address.sun_path);
+        const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+        QCOMPARE(bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        const QStringList found = linesOf(fixture.build());
+        close(fd);
+        QCOMPARE(found, QStringList("'lib/s': a socket has no place in a package; "
+                                    "let the client make it"));
+        QVERIFY(!QFileInfo::exists(fixture.archive()));
     }
 
     void missingPackageIsCalledMissing() {
