@@ -32,9 +32,11 @@ public:
     }
 };
 
-// The application object is the launcher's own: the watch comes with it.
+// The application object is the launcher's own: the watch comes with it. Called while the object is
+// no QApplication yet, which the name qApp would make of it.
 void watchLabels() {
-    qApp->installEventFilter(new LabelWatch(qApp));
+    QCoreApplication* const application = QCoreApplication::instance();
+    application->installEventFilter(new LabelWatch(application));
 }
 Q_COREAPP_STARTUP_FUNCTION(watchLabels)
 
