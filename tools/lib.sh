@@ -61,6 +61,8 @@ configure() {
     local cache=()
     if command -v ccache >/dev/null; then
         cache=(-D CMAKE_CXX_COMPILER_LAUNCHER=ccache)
+        # Without these it keeps nothing that was compiled with the tests' precompiled header.
+        export CCACHE_SLOPPINESS=pch_defines,time_macros
     fi
     (cd "$root" && cmake --preset "$1" "${cache[@]}")
 }
