@@ -35,7 +35,12 @@ private slots:
         QTest::newRow("not newer") << "$T build --newer-than 7 $C $R" << 1;
         QTest::newRow("bad client") << "rm $C/INFO; $T build $C $R" << 1;
         QTest::newRow("no client") << "$T build $C/none $R" << 2;
+        QTest::newRow("tree that is a file") << "rm -r $R; touch $R; $T build $C $R" << 1;
+        QTest::newRow("place taken") << "mkdir -p $R/package/skylark.tpx.new; $T build $C $R" << 1;
         QTest::newRow("no package") << "$T check $R" << 1;
+        QTest::newRow("archive cut short")
+            << "$T build $C $R; truncate -s -9 $R/package/skylark.tpx; $T check $R" << 1;
+        QTest::newRow("another INFO") << "$T build $C $R; echo >>$R/INFO; $T check $R" << 1;
         QTest::newRow("no words") << "$T" << 2;
         QTest::newRow("another word") << "$T pack $C $R" << 2;
         QTest::newRow("no tree") << "$T build $C" << 2;
@@ -138,6 +143,18 @@ private slots:
         const ClientFixture fixture;
         tell(fixture, "for i in 1 2 3 4; do $T build $C $R >/dev/null 2>&1 & done; wait");
         QCOMPARE(status(fixture, "$T check $R"), 0);
+    }
+
+    void builderKeepsOutOfAnothersTree() {
+        const ClientFixture fixture;
+        tell(fixture, "$T build $C $R");
+        const QByteArray package = readFile(fixture.archive());
+        fixture.run("sed -i s/=7/=8/ INFO");
+        const QByteArray said = tell(fixture, "flock $R $T build $C $R 2>&1 || echo status $?");
+        QVERIFY2(said.contains("R': it cannot be written: another build is writing there; ") &&
+                     said.endsWith("status 1\n"),
+                 said);
+        QVERIFY(readFile(fixture.archive()) == package);
     }
 
     void progressIsForTerminals() {
