@@ -1,10 +1,11 @@
-// Runs commands side by side, interleaved, and prints medians with their spread and the ratios to
-// the first one. A machine that is busy with other things disturbs all of them alike.
+// Runs commands side by side, interleaved, and prints medians with their spread, and the medians of
+// each round's ratios to the first one. A machine that is busy with other things, or slower for a
+// while, disturbs all of a round alike.
 //
 //   compare [--rounds N] [--before COMMAND] [--values FILE] NAME COMMAND [NAME COMMAND ...]
 //
 // COMMAND is run by /bin/sh; --before runs before every one of them and is not measured. FILE
-// receives a line for each NAME, for other programs: name, CPU ms, wall ms, peak MiB.
+// receives a line for each run, for other programs: name, CPU ms, wall ms, peak MiB.
 
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -76,31 +77,43 @@ struct Statistic {
     double spread; // half of the range between the quartiles, as a part of the median
 };
 
-Statistic statistic(const std::vector<Sample>& samples, double Sample::*field) {
-    std::vector<double> values;
-    for (const Sample& sample : samples) {
-        values.push_back(sample.*field);
-    }
+Statistic statistic(std::vector<double> values) {
     std::sort(values.begin(), values.end());
     const size_t n = values.size();
     const double median = values[n / 2];
     return {median, median > 0 ? (values[n * 3 / 4] - values[n / 4]) / 2 / median : 0};
 }
 
+Statistic statistic(const Contender& contender, double Sample::*field) {
+    std::vector<double> values;
+    for (const Sample& sample : contender.samples) {
+        values.push_back(sample.*field);
+    }
+    return statistic(values);
+}
+
+double ratio(const Contender& contender, const Contender& base, double Sample::*field) {
+    std::vector<double> values;
+    for (size_t round = 0; round < base.samples.size(); ++round) {
+        values.push_back(contender.samples[round].*field / base.samples[round].*field);
+    }
+    return statistic(values).median;
+}
+
 void print(const std::vector<Contender>& contenders) {
     puts("| what | CPU ms | ± | ratio | wall ms | ± | ratio | peak MiB | more |\n"
          "|---|---|---|---|---|---|---|---|---|");
-    const Statistic cpu0 = statistic(contenders[0].samples, &Sample::cpu);
-    const Statistic wall0 = statistic(contenders[0].samples, &Sample::wall);
-    const Statistic peak0 = statistic(contenders[0].samples, &Sample::peak);
+    const Contender& base = contenders[0];
+    const double peak0 = statistic(base, &Sample::peak).median;
     for (const Contender& contender : contenders) {
-        const Statistic cpu = statistic(contender.samples, &Sample::cpu);
-        const Statistic wall = statistic(contender.samples, &Sample::wall);
-        const Statistic peak = statistic(contender.samples, &Sample::peak);
+        const Statistic cpu = statistic(contender, &Sample::cpu);
+        const Statistic wall = statistic(contender, &Sample::wall);
+        const Statistic peak = statistic(contender, &Sample::peak);
         printf("| %s | %.1f | %.0f %% | %.2f | %.1f | %.0f %% | %.2f | %.1f | %+.1f |\n",
-               contender.name.c_str(), cpu.median * 1e3, cpu.spread * 100, cpu.median / cpu0.median,
-               wall.median * 1e3, wall.spread * 100, wall.median / wall0.median, peak.median / 1024,
-               (peak.median - peak0.median) / 1024);
+               contender.name.c_str(), cpu.median * 1e3, cpu.spread * 100,
+               ratio(contender, base, &Sample::cpu), wall.median * 1e3, wall.spread * 100,
+               ratio(contender, base, &Sample::wall), peak.median / 1024,
+               (peak.median - peak0) / 1024);
     }
 }
 
@@ -110,10 +123,10 @@ void write_values(const Options& options) {
         throw std::runtime_error("cannot write: " + options.values);
     }
     for (const Contender& contender : options.contenders) {
-        fprintf(file, "%s\t%.3f\t%.3f\t%.2f\n", contender.name.c_str(),
-                statistic(contender.samples, &Sample::cpu).median * 1e3,
-                statistic(contender.samples, &Sample::wall).median * 1e3,
-                statistic(contender.samples, &Sample::peak).median / 1024);
+        for (const Sample& sample : contender.samples) {
+            fprintf(file, "%s\t%.3f\t%.3f\t%.2f\n", contender.name.c_str(), sample.cpu * 1e3,
+                    sample.wall * 1e3, sample.peak / 1024);
+        }
     }
     fclose(file);
 }

@@ -21,20 +21,31 @@ compare() {
     "$programs/compare" --rounds "$rounds" --values "$work/values" "$@" | tell
 }
 
+# Columns of a file with values; in one with strings or log lines, the first two are nanoseconds.
 declare -A field=([cpu]=2 [wall]=3 [peak]=4)
 
-# value NAME cpu|wall|peak: milliseconds, MiB; of the last compare.
+# median FORMAT: of the numbers on standard input.
+median() {
+    sort -g | awk -v format="$1" '{ v[NR] = $1 } END { printf format, v[int(NR / 2) + 1] }'
+}
+
+# value NAME cpu|wall|peak [FILE]: the median, of the last compare where no file is named.
 value() {
-    awk -F'\t' -v name="$1" -v field="${field[$2]}" '$1 == name { print $field }' "$work/values"
+    awk -F'\t' -v name="$1" -v field="${field[$2]}" '$1 == name { print $field }' \
+        "${3:-$work/values}" | median %.6g
 }
 
 calculate() {
     awk -v format="${2:-%.2f}" "BEGIN { printf format, $1 }"
 }
 
-# ratio NAME BASE cpu|wall
+# ratio NAME BASE cpu|wall [FILE]: the median of the ratios of each round.
 ratio() {
-    calculate "$(value "$1" "$3") / $(value "$2" "$3")"
+    awk -F'\t' -v name="$1" -v base="$2" -v field="${field[$3]}" '
+        $1 == name { ours[++n] = $field }
+        $1 == base { theirs[++m] = $field }
+        END { for (i = 1; i <= n; ++i) print ours[i] / theirs[i] }' "${4:-$work/values}" |
+        median %.2f
 }
 
 # verdict WHAT FIGURE "<=" LIMIT UNIT [WHY, where it is not met]
@@ -58,7 +69,8 @@ assemble() {
             "$(machine)"
         printf 'Medians of %s rounds after one to warm up, all contenders of a table interleaved; ' \
             "$rounds"
-        printf '± is half the range between the quartiles. Work lies on tmpfs.\n\n'
+        printf 'a ratio is the median of those of each round, ± is half the range between the '
+        printf 'quartiles. Work lies on tmpfs.\n\n'
         printf '| what | measured | to reach | |\n|---|---|---|---|\n'
         cat "$verdicts" "$sections"
         printf '\n'

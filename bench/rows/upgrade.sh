@@ -96,7 +96,7 @@ formats_table() {
     local name table=$work/formats
     for name in "${formats[@]}"; do
         printf '%s\t%s\t%s\t%s\n' "$name" "$(stat -c %s "$work/packages/$name")" \
-            "$(awk -F'\t' -v name="$name" '$1 == name { print $2 }' "$work/counted")" \
+            "$(value "$name" cpu "$work/counted")" \
             "$(value "$name" cpu)"
     done >"$table"
     remark "Unpacking has the count in it. The builder makes \`$1\` unless it is told otherwise."
