@@ -21,6 +21,7 @@
 #include <functional>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -30,7 +31,8 @@ namespace {
 struct Options {
     fs::path installation;
     int every = 1;
-    int jobs = 2;
+    // Two a processor: a job waits for a part of its time.
+    int jobs = std::max(1, 2 * static_cast<int>(std::thread::hardware_concurrency()));
     std::string details;
 };
 
