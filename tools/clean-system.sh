@@ -27,6 +27,7 @@ inside() {
         cd "$0"
         mount -t proc proc proc
         mount -t tmpfs tmpfs dev/shm
+        mkdir -p dev/pts && mount -t devpts devpts dev/pts
         pivot_root . mnt
         exec chroot . sh -ec "umount -l /mnt; exec \"\$@\"" sh \
             env -i PATH="$PATH" HOME=/root DEBIAN_FRONTEND=noninteractive "$@"' "$@" </dev/null
