@@ -10,6 +10,7 @@
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -47,7 +48,10 @@ bool isTimeKey(const unsigned char* key, time_t before, const QByteArray& rest) 
     const QByteArray text(reinterpret_cast<const char*>(key));
     const auto parts = QRegularExpression("^([0-9]+)-([0-9]{1,6})$").match(text);
     const auto seconds = parts.captured(1).toLongLong();
-    return parts.hasMatch() && seconds >= before && seconds <= time(nullptr) &&
+    // Not time(), whose clock may lag behind the key's by a tick.
+    struct timeval now = {};
+    gettimeofday(&now, nullptr);
+    return parts.hasMatch() && seconds >= before && seconds <= now.tv_sec &&
            QByteArray(reinterpret_cast<const char*>(key), 256).mid(text.size() + 1) ==
                rest.mid(text.size() + 1);
 }
